@@ -1,0 +1,21 @@
+# How our own code is compiled. Only our targets link these interface targets, so that a toolkit header or a
+# packager's newer compiler never breaks the build: warnings become errors for developers and CI alone.
+option(KORVALUNE_WERROR "Treat warnings as errors" OFF)
+option(KORVALUNE_SANITIZE "Build with the address and undefined behaviour sanitizers" OFF)
+
+add_library(standard_settings INTERFACE)
+target_compile_features(standard_settings INTERFACE cxx_std_20)
+if(KORVALUNE_SANITIZE)
+  target_compile_options(standard_settings INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all
+                                                     -fno-omit-frame-pointer)
+  target_link_options(standard_settings INTERFACE -fsanitize=address,undefined)
+endif()
+
+add_library(standard_warnings INTERFACE)
+target_compile_options(
+  standard_warnings
+  INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2
+            -Wnull-dereference -Wimplicit-fallthrough -Wmissing-declarations)
+if(KORVALUNE_WERROR)
+  target_compile_options(standard_warnings INTERFACE -Werror)
+endif()
