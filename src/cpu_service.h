@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kernel_file.h"
+
+/// One logical core in the order of /proc/stat.
+struct CoreUsage {
+    int id = 0;         ///< 0-based place in the list
+    double usage = 0;   ///< smoothed usage, percent 0..100
+    int perfLevel = 0;  ///< 0 = first hardware thread of its physical core (or unknown), 1 = SMT sibling
+};
+
+/// CPU usage per logical core from /proc/stat, and what the CPU is: its model from /proc/cpuinfo, its cores
+/// and their hardware threads from /sys/devices/system/cpu. Model and topology are read once, at
+/// construction.
+class CPUService {
+public:
+    explicit CPUService(std::string root = "/");
+
+    /// The usage of every core since the last call, smoothed: quick to rise, slower to fall. The first call
+    /// after a failed read reports from 0. Empty when /proc/stat can't be read or names no core.
+    std::vector<CoreUsage> getPerCoreUsage();
+
+    /// Mean of the unsmoothed usage of all cores at the last call, percent 0..100; a call that found no core
+    /// leaves it as it was.
+    double getAverageUsage() const { return avg_usage_; }
+
+    /// As /proc/cpuinfo names it, or the translated text for an unknown CPU.
+    const std::string& modelName() const { return cpu_model_; }
+    int totalCores() const { return total_cores_; }        ///< logical cores at construction
+    int physicalCores() const { return physical_cores_; }  ///< physical cores, all logical ones if unknown
+
+private:
+    /// Cumulative times of one core since boot, in clock ticks, in the kernel's order.
+    struct CpuTimes {
+        std::uint64_t user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0, steal = 0;
+    };
+
+    void detectTopology();
+
+    std::string root_;
+    KernelFile stat_;
+    std::vector<CpuTimes> prev_times_;
+    std::vector<double> smoothed_usage_;
+    std::vector<int> perf_levels_;
+    double avg_usage_ = 0;
+    std::string cpu_model_;
+    int total_cores_ = 0;
+    int physical_cores_ = 0;
+};
