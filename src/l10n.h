@@ -18,17 +18,18 @@ struct LanguageInfo {
 void init();
 
 /// Chooses a language by its code; "auto" or the empty text choose from the environment (LANGUAGE, LC_ALL,
-/// LC_MESSAGES, LANG), an unknown code English. Texts already shown are not changed.
+/// LC_MESSAGES, LANG; English when none of these names a language there is), an unknown code English. Texts
+/// already shown are not changed.
 void setLanguage(const std::string& code);
 
 /// The code of the language in effect.
 std::string currentLanguage();
 
-/// The text for `key`, or the key itself when the language lacks it.
+/// The text for `key`, or the key itself when there is no such text.
 std::string tr(const char* key);
 
-/// The same with the text's "%s" and "%d" filled in; what exceeds 511 bytes is cut off at a character's
-/// border.
+/// The same with the text's "%s" and "%d" filled in. What exceeds 511 bytes is cut off at a character's
+/// border, so that a process's hostile name makes no endless dialog; a key that is returned itself is whole.
 std::string tr(const char* key, const std::string& s);
 std::string tr(const char* key, int n);
 std::string tr(const char* key, const std::string& s, int n);
@@ -42,5 +43,8 @@ const char* uiFontFamily();
 
 /// All languages in the order in which the settings list them.
 std::vector<LanguageInfo> available();
+
+/// For tr(): the compiled-in text for `key` in the language in effect, or null. Allocates nothing.
+const char* lookup(std::string_view key);
 
 }  // namespace L10n
