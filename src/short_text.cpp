@@ -1,0 +1,18 @@
+#include "short_text.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+std::string shortText(const char* format, ...) {
+    std::array<char, 32> buffer{};
+    va_list values;
+    va_start(values, format);
+    std::vsnprintf(buffer.data(), buffer.size(), format, values);
+    va_end(values);
+    return buffer.data();
+}
+
+std::string padLeft(const std::string& text, std::size_t width) {
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// A text of at most 31 bytes built like printf's, for figures in the panel; what exceeds that is cut off.
+[[gnu::format(printf, 1, 2)]] std::string shortText(const char* format, ...);
+
+/// `text` behind as many blanks as make it `width` bytes long; a longer one comes back as it is.
+std::string padLeft(const std::string& text, std::size_t width);

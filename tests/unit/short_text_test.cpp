@@ -1,0 +1,24 @@
+#include "short_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+TEST(ShortText, PrintsLikePrintf) {
+    EXPECT_EQ(shortText("%.1f%c", 9.96, 'M'), "10.0M");
+    EXPECT_EQ(shortText("%s", ""), "");
+}
+
+TEST(ShortText, IsCutAt31Bytes) {
+    EXPECT_EQ(shortText("%s", std::string(100, 'x').c_str()), std::string(31, 'x'));
+    EXPECT_EQ(shortText("%.1fG", std::numeric_limits<double>::max()).size(), 31U);
+    EXPECT_EQ(shortText("%.0f", std::numeric_limits<double>::infinity()), "inf");
+}
+
+TEST(PadLeft, AlignsToTheRight) {
+    EXPECT_EQ(padLeft("", 3), "   ");
+    EXPECT_EQ(padLeft("0K", 5), "   0K");
+    EXPECT_EQ(padLeft("12.0G", 5), "12.0G");
+    EXPECT_EQ(padLeft("longer", 5), "longer");
+}
