@@ -29,19 +29,13 @@ constexpr std::uint64_t bytesOf(std::uint64_t kilobytes) {
     return kilobytes << 10;
 }
 
-/// `value` units with one decimal below 10, else whole ones.
-std::string withUnit(double value, char unit) {
-    if (value < 10) return shortText("%.1f%c", value, unit);
-    return shortText("%llu%c", static_cast<unsigned long long>(value), unit);
-}
-
 }  // namespace
 
 std::string MemoryInfo::formatShort(std::uint64_t bytes) {
     const auto value = static_cast<double>(bytes);
     if (bytes < kMiB) return "0M";
-    if (bytes < kGiB) return withUnit(value / kMiB, 'M');
-    return withUnit(value / kGiB, 'G');
+    if (bytes < kGiB) return figureWithUnit(value / kMiB, 'M');
+    return figureWithUnit(value / kGiB, 'G');
 }
 
 std::string MemoryInfo::formatPadded(std::uint64_t bytes) {

@@ -1,6 +1,7 @@
 #include "short_text.h"
 
 #include <array>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -15,4 +16,9 @@ std::string shortText(const char* format, ...) {
 
 std::string padLeft(const std::string& text, std::size_t width) {
     return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+std::string figureWithUnit(double value, char unit) {
+    if (value < 10) return shortText("%.1f%c", value, unit);
+    return shortText("%.0f%c", std::trunc(value), unit);
 }

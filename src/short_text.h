@@ -8,3 +8,6 @@
 
 /// `text` behind as many blanks as make it `width` bytes long; a longer one comes back as it is.
 std::string padLeft(const std::string& text, std::size_t width);
+
+/// A figure followed by its unit, with one decimal below 10, else cut to whole units: "1.5M", "15M".
+std::string figureWithUnit(double value, char unit);

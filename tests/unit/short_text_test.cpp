@@ -22,3 +22,12 @@ TEST(PadLeft, AlignsToTheRight) {
     EXPECT_EQ(padLeft("12.0G", 5), "12.0G");
     EXPECT_EQ(padLeft("longer", 5), "longer");
 }
+
+TEST(FigureWithUnit, HasOneDecimalBelowTen) {
+    EXPECT_EQ(figureWithUnit(0, 'M'), "0.0M");
+    EXPECT_EQ(figureWithUnit(9.94, 'M'), "9.9M");
+    EXPECT_EQ(figureWithUnit(9.96, 'M'), "10.0M");
+    EXPECT_EQ(figureWithUnit(10, 'M'), "10M");
+    EXPECT_EQ(figureWithUnit(15.9, 'G'), "15G");
+    EXPECT_EQ(figureWithUnit(17179869184.0, 'G'), "17179869184G");
+}

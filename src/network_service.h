@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kernel_file.h"
+
+/// Network rates over the last readings, smoothed, in bytes per second.
+struct NetworkSpeed {
+    double bytes_up_per_sec = 0;    ///< transmitted
+    double bytes_down_per_sec = 0;  ///< received
+
+    /// "0K" below one KiB/s, then " 1.0K", "  10K", " 1.0M", "  10M", "12.0G": binary units, right-aligned in
+    /// 5 characters.
+    static std::string format(double bytes_per_sec);
+
+    std::string upFormatted() const { return format(bytes_up_per_sec); }
+    std::string downFormatted() const { return format(bytes_down_per_sec); }
+};
+
+/// One interface for the settings to offer.
+struct NetInterface {
+    std::string name;            ///< as /proc/net/dev spells it
+    bool is_up = false;          ///< operational, not just enabled; false when unknown
+    std::uint64_t rx_bytes = 0;  ///< received since it came up; 0 when unknown
+};
+
+/// Measures one interface, or all but loopback together, from the byte counters of /proc/net/dev.
+class NetworkService {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Received and transmitted bytes since boot; counters that don't exist count as 0.
+    struct NetBytes {
+        std::uint64_t rx = 0;
+        std::uint64_t tx = 0;
+    };
+
+    /// Starts with the interface that is up and has received most, or with all when none is up.
+    explicit NetworkService(std::string root = "/", Clock::time_point now = Clock::now());
+
+    /// The totals of the chosen interface, or of all but "lo".
+    NetBytes readBytes();
+
+    /// The rates since the last call. A call within 0.1 seconds of it reads nothing and repeats its answer.
+    NetworkSpeed getSpeed(Clock::time_point now = Clock::now());
+
+    /// Chooses the interface to measure, the empty name for all but "lo", and starts again from rate 0.
+    void setInterface(const std::string& name, Clock::time_point now = Clock::now());
+
+    /// All interfaces but "lo", those that are up first, the busiest first among them.
+    static std::vector<NetInterface> listInterfaces(const std::string& root = "/");
+
+private:
+    void restart(Clock::time_point now);
+
+    KernelFile dev_;
+    std::string selected_iface_;
+    std::uint64_t prev_rx_ = 0;
+    std::uint64_t prev_tx_ = 0;
+    Clock::time_point prev_time_;
+    double smoothed_up_ = 0;
+    double smoothed_down_ = 0;
+};
+
+/// The totals in a text of /proc/net/dev for the interface `selected`, or for all but "lo" if that is empty.
+NetworkService::NetBytes parseNetDev(std::string_view text, std::string_view selected);
+
+/// The names in a text of /proc/net/dev in its order, without "lo".
+std::vector<std::string> parseInterfaceNames(std::string_view text);
+
+/// Bytes counted between two readings. A counter that went back was reset and counts from zero.
+std::uint64_t countedSince(std::uint64_t previous, std::uint64_t current);
+
+/// The next smoothed rate: 0.3 parts new and 0.7 parts old; the new one alone after exactly 0, so that a
+/// transfer shows at once.
+double smoothRate(double smoothed, double raw);
