@@ -39,13 +39,13 @@ std::optional<DevLine> splitDevLine(std::string_view line) {
 }
 
 void addCounters(std::string_view counters, NetworkService::NetBytes& totals) {
-    constexpr int kTransmittedBytes = 8;  // behind the bytes received and seven more receive counters
     FieldScanner fields(counters);
     std::uint64_t received = 0;
+    std::uint64_t ignored = 0;
     std::uint64_t transmitted = 0;
     fields.number(received);
-    for (std::uint64_t i = 1, unused = 0; i < kTransmittedBytes; ++i)
-        fields.number(unused);
+    for (int i = 0; i < 7; ++i)  // packets, errors and so on of the receiving side
+        fields.number(ignored);
     fields.number(transmitted);
     totals.rx += received;
     totals.tx += transmitted;

@@ -1,0 +1,86 @@
+#include "temperature_service.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "kernel_file.h"
+#include "short_text.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The path of the first entry, in the directory's own order, that `matches`; empty when there is none or the
+/// directory can't be read.
+template <typename Predicate>
+std::string firstEntry(const std::string& directory, Predicate matches) {
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string& path = entry->path().native();
+        if (matches(path)) return path;
+    }
+    return {};
+}
+
+bool isCpuMonitor(std::string_view name) {
+    constexpr std::array<std::string_view, 4> kMonitors{"coretemp", "k10temp", "zenpower", "it8728"};
+    return std::find(kMonitors.begin(), kMonitors.end(), name) != kMonitors.end();
+}
+
+bool isCpuZone(std::string_view type) {
+    const auto has = [&](std::string_view part) { return type.find(part) != std::string_view::npos; };
+    return has("x86") || has("cpu") || has("CPU") || type == "acpitz";
+}
+
+bool isInput(const std::string& path) {
+    const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
+    return name.starts_with("temp") && name.find("_input") != std::string_view::npos;
+}
+
+std::string findMonitorInput(const std::string& directory) {
+    std::string input;
+    firstEntry(directory, [&](const std::string& monitor) {
+        if (isCpuMonitor(readKernelWord(monitor + "/name"))) input = firstEntry(monitor, isInput);
+        return !input.empty();
+    });
+    return input;
+}
+
+std::string findZoneInput(const std::string& directory) {
+    const std::string zone = firstEntry(
+        directory, [](const std::string& path) { return isCpuZone(readKernelWord(path + "/type")); });
+    return zone.empty() ? zone : zone + "/temp";
+}
+
+}  // namespace
+
+TemperatureService::TemperatureService(std::string root) : root_(std::move(root)) {
+    findHwmonPath();
+}
+
+void TemperatureService::findHwmonPath() {
+    hwmon_path_ = findMonitorInput(kernelPath(root_, "/sys/class/hwmon"));
+    if (hwmon_path_.empty()) hwmon_path_ = findZoneInput(kernelPath(root_, "/sys/class/thermal"));
+}
+
+std::optional<double> TemperatureService::getCPUTemperature() const {
+    if (hwmon_path_.empty()) return std::nullopt;
+    const auto millidegrees = readKernelInteger(hwmon_path_);
+    if (!millidegrees) return std::nullopt;
+    return static_cast<double>(*millidegrees) / 1000.0;
+}
+
+std::string TemperatureService::formatTemperature(double celsius) {
+    return shortText("%.0f °C", celsius);
+}
+
+std::string TemperatureService::menuBarTemperatureString(double celsius) {
+    // Adding 0 turns the -0 that a little frost is cut to into 0.
+    return shortText("%.0f°C", std::trunc(celsius) + 0.0);
+}
