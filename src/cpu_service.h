@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,11 @@ struct CoreUsage {
 /// construction.
 class CPUService {
 public:
+    /// Cumulative times of one core since boot, in clock ticks, in the kernel's order.
+    struct CpuTimes {
+        std::uint64_t user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0, steal = 0;
+    };
+
     explicit CPUService(std::string root = "/");
 
     /// The usage of every core since the last call, smoothed: quick to rise, slower to fall. The first call
@@ -35,16 +41,12 @@ public:
     int physicalCores() const { return physical_cores_; }  ///< physical cores, all logical ones if unknown
 
 private:
-    /// Cumulative times of one core since boot, in clock ticks, in the kernel's order.
-    struct CpuTimes {
-        std::uint64_t user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0, steal = 0;
-    };
-
     void detectTopology();
 
     std::string root_;
     KernelFile stat_;
     std::vector<CpuTimes> prev_times_;
+    std::vector<CpuTimes> times_;  ///< of this read; kept between calls for its memory alone
     std::vector<double> smoothed_usage_;
     std::vector<int> perf_levels_;
     double avg_usage_ = 0;
@@ -52,3 +54,20 @@ private:
     int total_cores_ = 0;
     int physical_cores_ = 0;
 };
+
+/// Fills `cores` with the times of all cores in a text of /proc/stat, in its order; counters that are missing
+/// or no numbers are 0. The core's place counts, not the number in its label.
+void parseCoreTimes(std::string_view text, std::vector<CPUService::CpuTimes>& cores);
+
+/// The model in a text of /proc/cpuinfo, as its first "model name" line has it; empty when there is none.
+std::string parseModelName(std::string_view text);
+
+/// The first hardware thread in a line such as "0,4" or "0-1"; none when no number leads it.
+std::optional<int> parseFirstSibling(std::string_view line);
+
+/// What part of the time between two reads a core was busy, percent 0..100; idle is what it spent in idle or
+/// iowait. 0 when no time passed or counters ran backwards, as they may when cores come and go.
+double busyPercent(const CPUService::CpuTimes& from, const CPUService::CpuTimes& to);
+
+/// The next smoothed usage, percent: close to a higher new one, slower behind a lower one.
+double smoothUsage(double smoothed, double raw);
