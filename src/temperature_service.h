@@ -12,6 +12,8 @@ public:
     /// Looks for the sensor anew below /sys/class/hwmon and /sys/class/thermal. Where several would do, the
     /// order of the directory decides.
     void findHwmonPath();
+    /// The sensor's file, in thousandths of a degree Celsius; empty without a sensor.
+    const std::string& hwmonPath() const { return hwmon_path_; }
 
     /// Degrees Celsius now; none without a sensor and while it can't be read.
     std::optional<double> getCPUTemperature() const;
@@ -23,5 +25,5 @@ public:
 
 private:
     std::string root_;
-    std::string hwmon_path_;  ///< a file in thousandths of a degree Celsius; empty without a sensor
+    std::string hwmon_path_;
 };
