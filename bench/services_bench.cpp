@@ -78,7 +78,7 @@ void compare(benchmark::State& state, const std::string& root) {
     BareReads bare(root);
     double refresh_seconds = 0;
     double bare_seconds = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const double seconds = secondsFor([&] { services.refresh(); });
         refresh_seconds += seconds;
         bare_seconds += secondsFor([&] { bare.read(); });

@@ -72,7 +72,7 @@ MemoryInfo memoryInfo(const MemoryCounters& counters) {
     return info;
 }
 
-MemoryService::MemoryService(std::string root) : meminfo_(kernelPath(root, "/proc/meminfo")) {}
+MemoryService::MemoryService(const std::string& root) : meminfo_(kernelPath(root, "/proc/meminfo")) {}
 
 MemoryInfo MemoryService::getMemoryInfo() {
     return memoryInfo(parseMeminfo(meminfo_.read().value_or(std::string_view())));

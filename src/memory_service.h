@@ -41,7 +41,7 @@ MemoryInfo memoryInfo(const MemoryCounters& counters);
 /// Reads /proc/meminfo.
 class MemoryService {
 public:
-    explicit MemoryService(std::string root = "/");
+    explicit MemoryService(const std::string& root = "/");
 
     MemoryInfo getMemoryInfo();
 

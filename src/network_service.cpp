@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "kernel_text.h"
 #include "short_text.h"
@@ -105,7 +106,7 @@ double smoothRate(double smoothed, double raw) {
 }
 
 // Each interface is a record of its own in net/dev, so that a long list comes in several reads.
-NetworkService::NetworkService(std::string root, Clock::time_point now)
+NetworkService::NetworkService(const std::string& root, Clock::time_point now)
     : dev_(kernelPath(root, "/proc/net/dev"), KernelFile::Kind::Records) {
     const std::vector<NetInterface> interfaces = listInterfaces(root);
     if (!interfaces.empty() && interfaces.front().is_up) selected_iface_ = interfaces.front().name;

@@ -40,7 +40,7 @@ public:
     };
 
     /// Starts with the interface that is up and has received most, or with all when none is up.
-    explicit NetworkService(std::string root = "/", Clock::time_point now = Clock::now());
+    explicit NetworkService(const std::string& root = "/", Clock::time_point now = Clock::now());
 
     /// The totals of the chosen interface, or of all but "lo".
     NetBytes readBytes();

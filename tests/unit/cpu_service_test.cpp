@@ -9,12 +9,15 @@
 
 #include "fake_kernel.h"
 #include "l10n.h"
+#include "long_line.h"
 
 using testing::DoubleNear;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -52,6 +55,7 @@ void addTopology(FakeKernel& kernel, const std::vector<std::string>& lists) {
 
 std::vector<double> usagesOf(const std::vector<CoreUsage>& cores) {
     std::vector<double> usages;
+    usages.reserve(cores.size());
     for (const CoreUsage& core : cores)
         usages.push_back(core.usage);
     return usages;
@@ -59,6 +63,7 @@ std::vector<double> usagesOf(const std::vector<CoreUsage>& cores) {
 
 std::vector<int> levelsOf(const std::vector<CoreUsage>& cores) {
     std::vector<int> levels;
+    levels.reserve(cores.size());
     for (const CoreUsage& core : cores)
         levels.push_back(core.perfLevel);
     return levels;
@@ -324,10 +329,10 @@ TEST_F(CPUServiceTest, SiblingListsTellThreadsFromCores) {
         {"mixed", {"0-1\n", "0-1\n", "2\n", "3\n"}, {0, 1, 0, 0}, 3},
         {"empty", {"", "\n"}, {0, 0}, 2},
         {"garbage tells nothing", {"0\n", "\xff\xfe", ",", "3\n"}, {0, 0, 0, 0}, 2},
-        {"nothing but garbage", {"x", std::string(10'000'000, '9')}, {0, 0}, 2},
+        {"nothing but garbage", {"x", longLine('9')}, {0, 0}, 2},
         {"nothing but second threads", {"9\n", "9\n"}, {1, 1}, 2},
         {"only the first line counts", {"0\n5\n", "\n0\n"}, {0, 0}, 2},
-        {"longer than any machine's", {"0," + std::string(10'000'000, '1'), "0-1"}, {0, 1}, 1},
+        {"longer than any machine's", {"0," + longLine('1'), "0-1"}, {0, 1}, 1},
     };
     for (const auto& c : cases) {
         FakeKernel machine;
@@ -349,8 +354,7 @@ TEST_F(CPUServiceTest, AMissingSiblingListLeavesThatCoreUncounted) {
 TEST_F(CPUServiceTest, AnUnreadableModelIsTheTranslatedUnknown) {
     EXPECT_EQ(modelFrom(kernel), "Unknown CPU");
     for (const std::string& content :
-         {std::string(), std::string("processor\t: 0\n"), std::string("model name\t:"),
-          std::string("model na"), std::string("\0\xff", 2), std::string(10'000'000, 'm')}) {
+         {""s, "processor\t: 0\n"s, "model name\t:"s, "model na"s, "\0\xff"s, longLine('m')}) {
         kernel.file("/proc/cpuinfo", content);
         EXPECT_EQ(modelFrom(kernel), "Unknown CPU");
         EXPECT_EQ(modelFrom(kernel), L10n::tr("cpu.unknown"));
@@ -361,9 +365,7 @@ TEST_F(CPUServiceTest, AnUnreadableModelIsTheTranslatedUnknown) {
 
 TEST_F(CPUServiceTest, AFileWithoutCoresReadsAsNone) {
     for (const std::string& content :
-         {std::string(), std::string("\n\n"), std::string("cp"), std::string("cpu"), std::string("cpu  1 2"),
-          std::string("\0\xff\xfe", 3), std::string(10'000'000, 'c'),
-          "cpu " + std::string(10'000'000, '9')}) {
+         {""s, "\n\n"s, "cp"s, "cpu"s, "cpu  1 2"s, "\0\xff\xfe"s, longLine('c'), "cpu " + longLine('9')}) {
         kernel.file("/proc/stat", content);
         CPUService service(kernel.root());
         EXPECT_EQ(service.totalCores(), 0);
@@ -377,10 +379,9 @@ TEST_F(CPUServiceTest, ADamagedFileShowsASaneFigure) {
     kernel.file("/proc/stat", statOf({100, 100}, {100, 100}));
     CPUService service(kernel.root());
     for (const std::string& content :
-         {std::string("cpu  1\ncpu0 110 0 0 150 0 0 0 0\ncpu1 1"),  // cut in the middle of a number
-          std::string("cpu  1\ncpu0"), "cpu0 " + std::string(10'000'000, '9'),
-          "cpu0 7" + std::string(10'000'000, ' ') + "7\n", "cpu" + std::string(10'000'000, 'x'),
-          std::string("cpu0 \0 1 2\ncpu1 \xff 2\n", 22)}) {
+         {"cpu  1\ncpu0 110 0 0 150 0 0 0 0\ncpu1 1"s,  // cut in the middle of a number
+          "cpu  1\ncpu0"s, "cpu0 " + longLine('9'), "cpu0 7" + longLine(' ') + "7\n", "cpu" + longLine('x'),
+          "cpu0 \0 1 2\ncpu1 \xff 2\n"s}) {
         kernel.file("/proc/stat", content);
         EXPECT_THAT(usagesOf(service.getPerCoreUsage()),
                     Each(testing::AllOf(testing::Ge(0), testing::Le(100))));

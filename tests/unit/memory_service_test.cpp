@@ -6,6 +6,9 @@
 #include <string>
 
 #include "fake_kernel.h"
+#include "long_line.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -182,11 +185,11 @@ TEST(MemoryService, BadFilesReadAsZeros) {
         "\n\n\n",
         "MemTot",
         "MemTotal:",
-        std::string("\0\xff\xfe\x7f MemTotal: 7 kB", 18),
-        std::string("MemTotal:\0 7 kB", 15),
-        std::string(10'000'000, 'M'),
-        "MemTotal:" + std::string(10'000'000, ' '),
-        "MemTotal: " + std::string(10'000'000, '9'),
+        "\0\xff\xfe\x7f MemTotal: 7 kB"s,
+        "MemTotal:\0 7 kB"s,
+        longLine('M'),
+        "MemTotal:" + longLine(' '),
+        "MemTotal: " + longLine('9'),
     };
     FakeKernel kernel;
     MemoryService service(kernel.root());

@@ -11,11 +11,14 @@
 #include <vector>
 
 #include "fake_kernel.h"
+#include "long_line.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -42,6 +45,7 @@ void addInterface(FakeKernel& kernel, const std::string& name, const std::string
 
 std::vector<std::string> namesOf(const std::vector<NetInterface>& interfaces) {
     std::vector<std::string> names;
+    names.reserve(interfaces.size());
     for (const NetInterface& interface : interfaces)
         names.push_back(interface.name);
     return names;
@@ -327,8 +331,7 @@ TEST(ListInterfaces, UnreadableCountersAreZero) {
     FakeKernel kernel;
     count(kernel, 1, 1);
     EXPECT_EQ(NetworkService::listInterfaces(kernel.root()).at(0).rx_bytes, 0U);
-    for (const std::string& content : {std::string(), std::string("x"), std::string("-1\n"),
-                                       std::string("18446744073709551616"), std::string(10'000'000, '9')}) {
+    for (const std::string& content : {""s, "x"s, "-1\n"s, "18446744073709551616"s, longLine('9')}) {
         kernel.file("/sys/class/net/eth0/statistics/rx_bytes", content);
         EXPECT_EQ(NetworkService::listInterfaces(kernel.root()).at(0).rx_bytes, 0U);
     }
@@ -359,11 +362,11 @@ TEST(NetworkService, BadFilesReadAsNothing) {
         "Inter-|   Rec",
         kHeader + "  eth",
         kHeader + "  eth0:",
-        std::string("\0\xff\xfe\x7f:::\n", 8),
-        std::string(10'000'000, 'e'),
-        std::string(10'000'000, ':'),
-        kHeader + std::string(10'000'000, ' ') + ":",
-        kHeader + "eth0: " + std::string(10'000'000, '9'),
+        "\0\xff\xfe\x7f:::\n"s,
+        longLine('e'),
+        longLine(':'),
+        kHeader + longLine(' ') + ":",
+        kHeader + "eth0: " + longLine('9'),
     };
     FakeKernel kernel;
     for (const std::string& content : bad) {

@@ -9,6 +9,9 @@
 #include <string>
 
 #include "fake_kernel.h"
+#include "long_line.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -190,9 +193,11 @@ TEST(TemperatureService, EachSearchStartsFromNothing) {
     addZone(kernel, "thermal_zone0", "acpitz", "30000");
     EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
     service.findHwmonPath();
+    EXPECT_EQ(service.hwmonPath(), kernel.at("/sys/class/thermal/thermal_zone0/temp"));
     EXPECT_EQ(service.getCPUTemperature(), 30.0);
     kernel.file("/sys/class/thermal/thermal_zone0/type", "battery");
     service.findHwmonPath();
+    EXPECT_EQ(service.hwmonPath(), "");
     EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
 }
 
@@ -202,8 +207,7 @@ TEST(TemperatureService, BadDirectoriesAndNamesLeaveNoSensor) {
     kernel.file("/sys/class/hwmon", "a file").file("/sys/class/thermal", "a file");
     EXPECT_EQ(temperatureOf(kernel), std::nullopt);
     kernel.remove("/sys/class/hwmon").remove("/sys/class/thermal");
-    for (const std::string& content : {std::string(), std::string("\0coretemp", 9), std::string("\xff\xfe"),
-                                       std::string(10'000'000, 'c')}) {
+    for (const std::string& content : {""s, "\0coretemp"s, "\xff\xfe"s, longLine('c')}) {
         kernel.file("/sys/class/hwmon/hwmon0/name", content)
             .file("/sys/class/hwmon/hwmon0/temp1_input", "45500\n")
             .file("/sys/class/thermal/thermal_zone0/type", content)
@@ -211,7 +215,7 @@ TEST(TemperatureService, BadDirectoriesAndNamesLeaveNoSensor) {
         EXPECT_EQ(temperatureOf(kernel), std::nullopt);
     }
     kernel.file("/sys/class/thermal/thermal_zone0/type", "acpitz")
-        .file("/sys/class/thermal/thermal_zone0/temp", std::string(10'000'000, '9'));
+        .file("/sys/class/thermal/thermal_zone0/temp", longLine('9'));
     EXPECT_EQ(temperatureOf(kernel), std::nullopt);
 }
 
