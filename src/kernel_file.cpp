@@ -13,8 +13,8 @@ namespace {
 constexpr std::size_t kFirstBufferBytes = 4096;
 
 /// Nothing below /proc or /sys blocks on open; O_NONBLOCK keeps a pipe put in a file's place from doing so.
-int openForReading(const char* path) {
-    return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+int openForReading(const char* path, int directory = AT_FDCWD) {
+    return openat(directory, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 }
 
 /// One read that an arriving signal does not cut short. Broken sensor drivers may answer "try again" for
@@ -25,6 +25,29 @@ ssize_t readOnce(int fd, char* to, std::size_t size) {
         got = ::read(fd, to, size);
     } while (got < 0 && errno == EINTR);
     return got;
+}
+
+/// The bytes of an opened file, which is closed; none when it could not be opened or its first read fails.
+std::optional<std::string_view> readAndClose(int fd, KernelFile::Kind kind, std::string& buffer) {
+    if (fd < 0) return std::nullopt;
+    if (buffer.empty()) buffer.resize(kFirstBufferBytes);
+
+    // The size that stat() names is 0 or a page for these files, so the buffer grows with what comes and
+    // stays grown: the next read of the same file then needs a single call.
+    std::size_t length = 0;
+    bool readable = true;
+    while (length < KernelFile::kMaxBytes) {
+        if (length == buffer.size()) buffer.resize(buffer.size() * 2);
+        const std::size_t room = buffer.size() - length;
+        const ssize_t got = readOnce(fd, buffer.data() + length, room);
+        if (got < 0 && length == 0) readable = false;
+        if (got <= 0) break;
+        length += static_cast<std::size_t>(got);
+        if (kind == KernelFile::Kind::SingleShow && static_cast<std::size_t>(got) < room) break;
+    }
+    close(fd);
+    if (!readable) return std::nullopt;
+    return std::string_view(buffer.data(), length);
 }
 
 /// The start of a one-value file, at most `size` bytes; empty when it can't be read.
@@ -49,26 +72,20 @@ std::string kernelPath(std::string_view root, std::string_view absolute) {
 KernelFile::KernelFile(std::string path, Kind kind) : path_(std::move(path)), kind_(kind) {}
 
 std::optional<std::string_view> KernelFile::read() {
-    const int fd = openForReading(path_.c_str());
-    if (fd < 0) return std::nullopt;
-    if (buffer_.empty()) buffer_.resize(kFirstBufferBytes);
+    return readAndClose(openForReading(path_.c_str()), kind_, buffer_);
+}
 
-    // The size that stat() names is 0 or a page for these files, so the buffer grows with what comes and
-    // stays grown: the next read of the same file then needs a single call.
-    std::size_t length = 0;
-    bool readable = true;
-    while (length < kMaxBytes) {
-        if (length == buffer_.size()) buffer_.resize(buffer_.size() * 2);
-        const std::size_t room = buffer_.size() - length;
-        const ssize_t got = readOnce(fd, buffer_.data() + length, room);
-        if (got < 0 && length == 0) readable = false;
-        if (got <= 0) break;
-        length += static_cast<std::size_t>(got);
-        if (kind_ == Kind::SingleShow && static_cast<std::size_t>(got) < room) break;
-    }
-    close(fd);
-    if (!readable) return std::nullopt;
-    return std::string_view(buffer_.data(), length);
+KernelDirectory::KernelDirectory(const std::string& path) : directory_(opendir(path.c_str())) {}
+
+const char* KernelDirectory::next() {
+    const dirent* entry = directory_ ? readdir(directory_.get()) : nullptr;
+    return entry ? entry->d_name : nullptr;
+}
+
+std::optional<std::string_view> KernelDirectory::read(const std::string& path, std::string& buffer,
+                                                      KernelFile::Kind kind) const {
+    if (!directory_) return std::nullopt;
+    return readAndClose(openForReading(path.c_str(), dirfd(directory_.get())), kind, buffer);
 }
 
 std::optional<std::string> readKernelFile(const std::string& path, KernelFile::Kind kind) {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <dirent.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +39,30 @@ private:
     std::string path_;
     Kind kind_;
     std::string buffer_;
+};
+
+/// One walk through a directory of /proc or /sys, held open so that the files below it can be read relative
+/// to it: for two small files per process the kernel then follows fewer names.
+class KernelDirectory {
+public:
+    /// A directory that can't be listed has no entries.
+    explicit KernelDirectory(const std::string& path);
+
+    /// The name of the next entry in the kernel's order ("." and ".." are entries too), valid until the next
+    /// call; null at the end.
+    const char* next();
+
+    /// The bytes of the file at `path`, relative to this directory, as KernelFile::read() yields them. They
+    /// lie in `buffer`, which grows as needed and is best kept between calls.
+    std::optional<std::string_view> read(const std::string& path, std::string& buffer,
+                                         KernelFile::Kind kind = KernelFile::Kind::SingleShow) const;
+
+private:
+    struct Close {
+        void operator()(DIR* directory) const { closedir(directory); }
+    };
+
+    std::unique_ptr<DIR, Close> directory_;
 };
 
 /// The whole of a file that is read once or rarely; none when it can't be opened or read.

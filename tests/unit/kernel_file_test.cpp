@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "fake_kernel.h"
 
 TEST(KernelPath, JoinsTheRootAndTheKernelsOwnPath) {
@@ -50,6 +53,42 @@ TEST(KernelFile, ReadsTheRealKernel) {
     const auto text = readKernelFile("/proc/self/status");
     ASSERT_TRUE(text);
     EXPECT_NE(text->find("\nPid:"), std::string::npos);
+}
+
+TEST(KernelDirectory, NamesItsEntries) {
+    FakeKernel kernel;
+    kernel.directory("/proc/12").file("/proc/stat", "");
+    KernelDirectory proc(kernel.at("/proc").string());
+    std::set<std::string> found;
+    while (const char* name = proc.next())
+        found.insert(name);
+    EXPECT_EQ(found, (std::set<std::string>{".", "..", "12", "stat"}));
+}
+
+TEST(KernelDirectory, ReadsFilesBelowIt) {
+    FakeKernel kernel;
+    const std::string large(100'000, 'x');
+    kernel.file("/proc/12/stat", "one\n").file("/proc/12/large", large).file("/proc/12/empty", "");
+    const KernelDirectory proc(kernel.at("/proc").string());
+    std::string buffer;
+    EXPECT_EQ(proc.read("12/stat", buffer), "one\n");
+    EXPECT_EQ(proc.read("12/large", buffer), large);
+    EXPECT_EQ(proc.read("12/stat", buffer), "one\n");
+    EXPECT_EQ(proc.read("12/empty", buffer), "");
+    EXPECT_EQ(proc.read("12/missing", buffer), std::nullopt);
+    EXPECT_EQ(proc.read("13/stat", buffer), std::nullopt);
+    EXPECT_EQ(proc.read("12", buffer), std::nullopt);
+}
+
+TEST(KernelDirectory, IsEmptyWhenItCannotBeListed) {
+    FakeKernel kernel;
+    kernel.file("/proc", "a file").file("/stat", "one\n");
+    for (const auto* path : {"/proc", "/missing"}) {
+        KernelDirectory directory(kernel.at(path).string());
+        std::string buffer;
+        EXPECT_EQ(directory.next(), nullptr);
+        EXPECT_EQ(directory.read("stat", buffer), std::nullopt);
+    }
 }
 
 TEST(KernelWord, IsTheFirstWord) {
