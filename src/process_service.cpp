@@ -1,0 +1,227 @@
+#include "process_service.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <tuple>
+#include <utility>
+
+#include "kernel_file.h"
+#include "kernel_text.h"
+
+namespace {
+
+constexpr std::size_t kMaxRows = 20;
+constexpr double kMibPerByte = 1.0 / (1024 * 1024);
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// The number that a directory name of /proc begins with; none for other names and beyond an int.
+std::optional<int> parsePid(std::string_view entry) {
+    if (entry.empty() || !isDigit(entry.front())) return std::nullopt;
+    int pid = 0;
+    const auto result = std::from_chars(entry.data(), entry.data() + entry.size(), pid);
+    return result.ec == std::errc{} ? std::optional(pid) : std::nullopt;
+}
+
+/// The real user id from /proc/<pid>/status. Only the line that begins with its key counts: a process may
+/// call itself "Uid:", and its name comes first in that file.
+std::optional<uid_t> parseUid(std::string_view status) {
+    constexpr std::string_view key = "Uid:";
+    LineScanner lines(status);
+    for (std::string_view line; lines.next(line);) {
+        if (!line.starts_with(key)) continue;
+        uid_t uid = 0;
+        return FieldScanner(line.substr(key.size())).number(uid) ? std::optional(uid) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+/// The login name in a passwd line (name:password:uid:...) if that line is about `uid`.
+std::optional<std::string_view> parseLogin(std::string_view line, std::string_view uid) {
+    const std::size_t name_end = line.find(':');
+    if (name_end == std::string_view::npos) return std::nullopt;
+    const std::size_t password_end = line.find(':', name_end + 1);
+    if (password_end == std::string_view::npos) return std::nullopt;
+    const std::size_t uid_end = line.find(':', password_end + 1);
+    if (uid_end == std::string_view::npos) return std::nullopt;
+    if (line.substr(password_end + 1, uid_end - password_end - 1) != uid) return std::nullopt;
+    return line.substr(0, name_end);
+}
+
+/// The login name that the text of a passwd file gives to `uid`.
+std::optional<std::string_view> findLogin(std::string_view passwd, std::string_view uid) {
+    LineScanner lines(passwd);
+    for (std::string_view line; lines.next(line);) {
+        if (const auto login = parseLogin(line, uid)) return login;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+/// The part of /proc/<pid>/stat that is used. A file cut off before a figure has none.
+struct ProcessService::StatRecord {
+    std::string_view name;
+    std::optional<ProcTime> time;
+    std::optional<long> rss;  ///< resident pages
+};
+
+ProcessService::ProcessService(std::string root, Clock::time_point now, uid_t current_uid)
+    : root_(std::move(root)),
+      prev_timestamp_(now),
+      current_uid_(current_uid),
+      clock_ticks_(sysconf(_SC_CLK_TCK)),
+      page_size_(sysconf(_SC_PAGESIZE)) {}
+
+ProcessLists ProcessService::getProcesses(Clock::time_point now) {
+    const double elapsed = std::chrono::duration<double>(now - prev_timestamp_).count();
+    prev_timestamp_ = now;
+
+    KernelDirectory proc(kernelPath(root_, "/proc"));
+    collect(proc, elapsed);
+    ProcessLists lists = fillLists(proc);
+    rememberTimes();
+    return lists;
+}
+
+/// One line makes a record, unless the process has a newline in its name: the kernel passes that on as it is,
+/// and nobody shall hide a process from its list that way. A name is too short to complete the line in which
+/// it begins.
+std::optional<ProcessService::StatRecord> ProcessService::parseStat(std::string_view text) {
+    const std::string_view first_line = text.substr(0, text.find('\n'));
+    const auto record = parseRecord(first_line);
+    if (record && record->time && record->rss) return record;
+    if (first_line.find('(') == std::string_view::npos) return std::nullopt;
+    return parseRecord(text);
+}
+
+/// The name may hold parentheses too; it ends at the last one, as only numbers follow it.
+std::optional<ProcessService::StatRecord> ProcessService::parseRecord(std::string_view text) {
+    const auto* open = static_cast<const char*>(std::memchr(text.data(), '(', text.size()));
+    const auto* close = static_cast<const char*>(memrchr(text.data(), ')', text.size()));
+    if (!open || !close || close < open) return std::nullopt;
+
+    StatRecord record{.name = std::string_view(open + 1, close), .time = std::nullopt, .rss = std::nullopt};
+    std::string_view rest(close, text.data() + text.size());
+    rest.remove_prefix(std::min<std::size_t>(rest.size(), 2));
+    FieldScanner fields(rest);
+    fields.skip(11);  // state ppid pgrp session tty_nr tpgid flags minflt cminflt majflt cmajflt
+    ProcTime time;
+    if (fields.number(time.utime) && fields.number(time.stime)) record.time = time;
+    fields.skip(8);  // cutime cstime priority nice num_threads itrealvalue starttime vsize
+    long rss = 0;
+    if (fields.number(rss)) record.rss = rss;
+    return record;
+}
+
+/// Counters that went backwards belong to two processes that had the pid one after the other: nothing is
+/// known then of the interval.
+double ProcessService::cpuPercent(const ProcTime& before, const ProcTime& after, double elapsed) const {
+    const std::uint64_t earlier = before.utime + before.stime;
+    const std::uint64_t later = after.utime + after.stime;
+    if (later < earlier || !(elapsed > 0)) return 0;
+    return static_cast<double>(later - earlier) / static_cast<double>(clock_ticks_) / elapsed * 100;
+}
+
+/// What is no directory has no stat file below it.
+void ProcessService::collect(KernelDirectory& proc, double elapsed) {
+    procs_.clear();
+    times_.clear();
+    names_.clear();
+    while (const char* entry = proc.next()) {
+        const auto pid = parsePid(entry);
+        if (!pid) continue;
+        const auto text = readFileOf(proc, entry, "/stat");
+        if (!text) continue;
+        if (const auto stat = parseStat(*text)) add(*pid, entry, *stat, elapsed);
+    }
+}
+
+void ProcessService::add(int pid, std::string_view entry, const StatRecord& stat, double elapsed) {
+    LightProc process{.pid = pid, .known = times_.size(), .entry = keep(entry), .name = keep(stat.name)};
+    process.mem = static_cast<double>(std::max(stat.rss.value_or(0), 0L)) * static_cast<double>(page_size_) *
+                  kMibPerByte;
+    if (const KnownProc* before = findKnown(pid)) {
+        process.was_own = before->own;
+        if (before->time && stat.time) process.cpu = cpuPercent(*before->time, *stat.time, elapsed);
+    }
+    procs_.push_back(process);
+    times_.push_back({.pid = pid, .own = process.was_own, .time = stat.time});
+}
+
+/// Among equally busy processes those come first that were the user's, as both lists are then full soonest.
+/// That is a guess only: each uid is read afresh. Every process looked at joins `top` while that has room, so
+/// that it is full no later than `user`.
+ProcessLists ProcessService::fillLists(const KernelDirectory& proc) {
+    std::sort(procs_.begin(), procs_.end(), [](const LightProc& a, const LightProc& b) {
+        return std::tie(b.cpu, b.was_own, a.pid) < std::tie(a.cpu, a.was_own, b.pid);
+    });
+    ProcessLists lists;
+    for (const LightProc& process : procs_) {
+        if (lists.user.size() == kMaxRows) break;
+        const auto uid = readUid(proc, process);
+        if (!uid) continue;
+        if (lists.top.size() < kMaxRows) lists.top.push_back(row(process, *uid));
+        if (*uid == current_uid_) lists.user.push_back(row(process, *uid));
+    }
+    return lists;
+}
+
+/// The kernel lists pids in rising order, so that there is nothing to sort as a rule.
+void ProcessService::rememberTimes() {
+    const auto by_pid = [](const KnownProc& a, const KnownProc& b) { return a.pid < b.pid; };
+    if (!std::is_sorted(times_.begin(), times_.end(), by_pid))
+        std::stable_sort(times_.begin(), times_.end(), by_pid);
+    prev_times_.swap(times_);
+}
+
+const ProcessService::KnownProc* ProcessService::findKnown(int pid) const {
+    const auto behind =
+        std::upper_bound(prev_times_.begin(), prev_times_.end(), pid,
+                         [](int wanted, const KnownProc& known) { return wanted < known.pid; });
+    if (behind == prev_times_.begin() || std::prev(behind)->pid != pid) return nullptr;
+    return &*std::prev(behind);
+}
+
+/// None when the process has ended since its stat file was read: it leaves the lists then, rather than
+/// standing there as root's.
+std::optional<uid_t> ProcessService::readUid(const KernelDirectory& proc, const LightProc& process) {
+    const auto status = readFileOf(proc, kept(process.entry), "/status");
+    if (!status && !readFileOf(proc, kept(process.entry), "/stat")) return std::nullopt;
+    const uid_t uid = status ? parseUid(*status).value_or(0) : 0;
+    times_[process.known].own = uid == current_uid_;
+    return uid;
+}
+
+std::optional<std::string_view> ProcessService::readFileOf(const KernelDirectory& proc,
+                                                           std::string_view entry, std::string_view file) {
+    return proc.read(path_.assign(entry).append(file), buffer_);
+}
+
+ProcessUsage ProcessService::row(const LightProc& process, uid_t uid) {
+    return {.pid = process.pid,
+            .name = std::string(kept(process.name)),
+            .user = getUserName(uid),
+            .cpu_usage = process.cpu,
+            .memory_mb = process.mem,
+            .uid = uid};
+}
+
+const std::string& ProcessService::getUserName(uid_t uid) {
+    const auto [entry, is_new] = user_cache_.try_emplace(uid);
+    if (!is_new) return entry->second;
+    entry->second = std::to_string(uid);
+    if (const auto passwd = readKernelFile(kernelPath(root_, "/etc/passwd"))) {
+        if (const auto login = findLogin(*passwd, entry->second)) entry->second = std::string(*login);
+    }
+    return entry->second;
+}
+
+ProcessService::Slice ProcessService::keep(std::string_view text) {
+    const Slice slice{.begin = names_.size(), .length = text.size()};
+    names_.append(text);
+    return slice;
+}
