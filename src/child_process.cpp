@@ -97,8 +97,8 @@ bool programOnPath(const std::string& name) {
     std::string_view rest = set ? set : "/bin:/usr/bin";
     while (true) {
         const std::size_t end = std::min(rest.find(':'), rest.size());
-        const std::string directory(end ? rest.substr(0, end) : ".");
-        if (isProgram(directory + "/" + name)) return true;
+        std::string path(end ? rest.substr(0, end) : ".");
+        if (isProgram(path.append("/").append(name))) return true;
         if (end == rest.size()) return false;
         rest.remove_prefix(end + 1);
     }
@@ -131,10 +131,8 @@ void ChildProcess::start(const Arguments& arguments, int output_end) {
         by_shell.insert(by_shell.end(), arguments.begin(), arguments.end());
         error = settings.spawn(by_shell, pid_);
     }
-    if (error)
-        pid_ = 0;
-    else
-        end_fd_ = openEndDescriptor(pid_);
+    if (error) pid_ = 0;  // not promised to be untouched
+    if (pid_) end_fd_ = openEndDescriptor(pid_);
 }
 
 bool ChildProcess::finishBy(Clock::time_point deadline) {

@@ -1,0 +1,139 @@
+#include "gpu_service.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "gpu_clients.h"
+#include "gpu_names.h"
+#include "kernel_file.h"
+
+namespace {
+
+using Type = GPUInfo::Type;
+
+const char* generalName(Type type) {
+    return type == Type::AMD ? "AMD GPU" : "Intel GPU";
+}
+
+int clampedToInt(std::int64_t value) {
+    return static_cast<int>(
+        std::clamp<std::int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+}  // namespace
+
+GPUService::GPUService(std::string root, CommandLimits limits)
+    : root_(std::move(root)), limits_(limits), nvidia_(root_, limits), lspci_(limits) {
+    detectGPUs();
+}
+
+void GPUService::detectGPUs() {
+    const auto deadline = Clock::now() + limits_.wait;
+    nvidia_.detect(deadline);
+
+    const DrmCards found = findDrmCards(root_);
+    const std::string device = found.first + "/device";
+    clocks_ = {device, powerStateFile(device), found.first + "/gt_cur_freq_mhz",
+               found.first + "/gt_max_freq_mhz"};
+    cards_.clear();
+    for (const DrmCard& card : found.cards)
+        addCard(card);
+    for (Card& card : cards_)
+        updateName(card, deadline);
+    listGPUs();
+}
+
+void GPUService::addCard(const DrmCard& found) {
+    cards_.push_back({{found.type, generalName(found.type), found.device},
+                      found.slot,
+                      powerStateFile(found.device),
+                      found.device + "/gpu_busy_percent",
+                      found.device + "/mem_busy_percent",
+                      isAsleep(powerStateFile(found.device))});
+}
+
+/// True when the card's name has changed.
+bool GPUService::updateName(Card& card, Clock::time_point deadline) {
+    if (card.slot.empty()) return false;
+    // To print a device's name, lspci reads its configuration registers, which wakes it up.
+    const PatientCommand::Arguments question{"lspci", "-s", card.slot};
+    const auto answer = card.asleep ? lspci_.collect(question) : lspci_.ask(question, deadline);
+    if (!answer) return false;
+    card.slot.clear();
+    const std::string name = nameFromLspci(answer->output);
+    if (name.empty()) return false;
+    card.info.name = shortenGPUName(name);
+    return true;
+}
+
+void GPUService::updateNames(Clock::time_point deadline) {
+    bool changed = nvidia_.updateNames(deadline);
+    for (Card& card : cards_)
+        changed |= updateName(card, deadline);
+    if (changed) listGPUs();
+}
+
+void GPUService::listGPUs() {
+    gpus_.clear();
+    for (const std::string& name : nvidia_.names())
+        gpus_.push_back({Type::NVIDIA, shortenGPUName(name), ""});
+    for (const Card& card : cards_)
+        gpus_.push_back(card.info);
+    if (gpus_.empty()) gpus_.push_back({Type::None, "No GPU detected", ""});
+}
+
+std::vector<GPUUsage> GPUService::getAllGPUUsage(bool with_processes) {
+    Round round{with_processes, Clock::now() + limits_.wait};
+    for (Card& card : cards_)
+        card.asleep = isAsleep(card.power_state);
+    updateNames(round.deadline);
+
+    std::vector<GPUUsage> usages;
+    usages.reserve(gpus_.size());
+    for (const GPUInfo& info : gpus_) {
+        if (info.type == Type::NVIDIA) usages.push_back(readNVIDIA(info, round));
+        if (info.type == Type::None) usages.push_back({0, 0, 0, info.name, {}});
+    }
+    for (const Card& card : cards_)
+        usages.push_back(card.info.type == Type::AMD ? readAMD(card, round) : readIntel(card));
+    return usages;
+}
+
+GPUUsage GPUService::readAMD(const Card& card, Round& round) const {
+    GPUUsage usage;
+    usage.model_name = card.info.name;
+    if (!card.asleep) {
+        usage.utilization = readSysfsInt(card.busy);
+        usage.memory_utilization = readSysfsInt(card.memory_busy);
+    }
+    if (!round.with_processes) return usage;
+    if (!round.drm_clients) round.drm_clients = findGpuClients(root_);
+    usage.processes = *round.drm_clients;
+    return usage;
+}
+
+GPUUsage GPUService::readIntel(const Card& card) const {
+    GPUUsage usage;
+    usage.model_name = card.info.name;
+    // The clocks are those of the first card, which on a machine with two may be the other one.
+    const bool first = clocks_.device == card.info.sysfs_path;
+    if (card.asleep || (!first && isAsleep(clocks_.power_state))) return usage;
+    const std::int64_t current = readSysfsInt(clocks_.current);
+    const std::int64_t maximum = readSysfsInt(clocks_.maximum);
+    if (maximum > 0) usage.utilization = clampedToInt(current * 100 / maximum);
+    return usage;
+}
+
+GPUUsage GPUService::readNVIDIA(const GPUInfo& info, Round& round) {
+    if (!round.nvidia) round.nvidia = nvidia_.sample(round.with_processes, round.deadline);
+    const NvidiaSample& sample = *round.nvidia;
+    return {sample.utilization, sample.memory_utilization, sample.video_utilization, info.name,
+            sample.processes};
+}
+
+int GPUService::readSysfsInt(const std::string& path) {
+    const auto value = readKernelInteger(path);
+    return value && std::in_range<int>(*value) ? static_cast<int>(*value) : 0;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// One detected graphics device.
+struct GPUInfo {
+    enum class Type { None, AMD, Intel, NVIDIA };
+
+    Type type = Type::None;
+    std::string name;        ///< as shown
+    std::string sysfs_path;  ///< device directory in /sys of AMD and Intel devices, else empty
+};
+
+/// One process that has memory on a graphics device.
+struct GPUProcessUsage {
+    int pid = 0;
+    std::string name;
+    std::uint64_t vram_mb = 0;  ///< MiB, rounded down
+};
+
+/// One sample of one device; what is unknown is 0.
+struct GPUUsage {
+    int utilization = 0;         ///< percent of the time that the device was busy
+    int memory_utilization = 0;  ///< the same of its memory controller
+    int video_utilization = 0;   ///< the same of its video encoder, NVIDIA only
+    std::string model_name;      ///< GPUInfo::name
+    std::vector<GPUProcessUsage> processes;
+};

@@ -1,0 +1,213 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "gpu_machine.h"
+#include "gpu_service.h"
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using Clock = std::chrono::steady_clock;
+
+using GPUServiceNvidiaTest = GPUMachineTest;
+
+TEST_F(GPUServiceNvidiaTest, NvidiaBoardsComeFirstAndShareOneSample) {
+    nvidiaSmi("names-two.txt", "utilization-two.txt");
+    GPUService service(fixtureRoot("gpu-amd"));
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GeForce RTX 3090", "NVIDIA RTX A2000 12GB", "AMD GPU"));
+    EXPECT_EQ(service.gpus()[0].type, GPUInfo::Type::NVIDIA);
+    EXPECT_EQ(service.gpus()[0].sysfs_path, "");
+
+    programs.forgetRuns();
+    const auto usages = service.getAllGPUUsage(true);
+    ASSERT_EQ(usages.size(), 3U);
+    for (int board : {0, 1}) {
+        EXPECT_EQ(usages[board].utilization, 45);
+        EXPECT_EQ(usages[board].memory_utilization, 12);
+        EXPECT_EQ(usages[board].video_utilization, 3);
+        EXPECT_EQ(usages[board].model_name, service.gpus()[board].name);
+        ASSERT_EQ(usages[board].processes.size(), 3U);
+        EXPECT_EQ(usages[board].processes[1].name, "/opt/render farm/blender");
+    }
+    EXPECT_EQ(usages[2].utilization, 37);
+    EXPECT_THAT(programs.runs(),
+                ElementsAre("nvidia-smi --query-gpu=utilization.gpu,utilization.memory,utilization.encoder "
+                            "--format=csv,noheader,nounits",
+                            "nvidia-smi --query-compute-apps=pid,name,used_gpu_memory "
+                            "--format=csv,noheader,nounits"));
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(GPUServiceNvidiaTest, NvidiaProcessesAreAskedForOnlyOnRequest) {
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    GPUService service(fixtureRoot("gpu-nvidia"));
+    EXPECT_THAT(programs.runs(), ElementsAre(StartsWith("nvidia-smi --query-gpu=name ")));
+    programs.forgetRuns();
+    EXPECT_THAT(service.getAllGPUUsage(false)[0].processes, IsEmpty());
+    EXPECT_THAT(programs.runs(), ElementsAre(StartsWith("nvidia-smi --query-gpu=utilization")));
+}
+
+TEST_F(GPUServiceNvidiaTest, NvidiaWithoutFiguresShowsZeros) {
+    nvidiaSmi("names-one.txt", "utilization-not-available.txt", "no-driver.txt");
+    GPUService service(fixtureRoot("gpu-nvidia"));
+    const auto usages = service.getAllGPUUsage(true);
+    expectZeros(usages[0]);
+    EXPECT_THAT(usages[0].processes, IsEmpty());
+    programs.remove("nvidia-smi");
+    expectZeros(service.getAllGPUUsage(true)[0]);
+}
+
+TEST_F(GPUServiceNvidiaTest, AFailingNvidiaSmiInventsNoBoard) {
+    nvidiaSmi("no-driver.txt", "no-driver.txt", "no-driver.txt",
+              "rmdir running; cat '" + fixtureRoot("nvidia-smi") + "/no-driver.txt'; exit 9");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-nvidia"))), ElementsAre("No GPU detected"));
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
+    programs.script("nvidia-smi", "exit 0");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-nvidia"))), ElementsAre("No GPU detected"));
+    programs.file("nvidia-smi", "#!/no/such/interpreter\n");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-nvidia"))), ElementsAre("No GPU detected"));
+}
+
+TEST_F(GPUServiceNvidiaTest, ASleepingNvidiaBoardKeepsNvidiaSmiFromBeingAsked) {
+    machine("gpu-nvidia");
+    nvidiaSmi("names-two.txt", "utilization-one.txt");
+    GPUService service(kernel.root());
+    EXPECT_EQ(service.gpus().size(), 2U) << "the sleeping sound device of a board is none";
+    programs.forgetRuns();
+    kernel.file("/sys/bus/pci/devices/0000:02:00.0/power/runtime_status", "suspended\n");
+    for (const GPUUsage& usage : service.getAllGPUUsage(true))
+        expectZeros(usage);
+    EXPECT_THAT(programs.runs(), IsEmpty());
+    kernel.file("/sys/bus/pci/devices/0000:02:00.0/power/runtime_status", "active\n");
+    EXPECT_EQ(service.getAllGPUUsage(false)[1].utilization, 45);
+}
+
+TEST_F(GPUServiceNvidiaTest, ABoardLentToAVirtualMachineMaySleep) {
+    machine("gpu-nvidia");
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    kernel.file("/sys/bus/pci/devices/0000:02:00.0/power/runtime_status", "suspended\n");
+    fs::create_symlink("../../../bus/pci/drivers/vfio-pci",
+                       kernel.at("/sys/bus/pci/devices/0000:02:00.0/driver"));
+    GPUService service(kernel.root());
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GeForce RTX 3090"));
+    EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
+}
+
+TEST_F(GPUServiceNvidiaTest, ANvidiaBoardThatSleepsAtStartIsNamedWhenItWakesUp) {
+    machine("gpu-nvidia");
+    nvidiaSmi("names-two.txt", "utilization-one.txt");
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspending\n");
+    GPUService service(kernel.root());
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GPU"));
+    expectZeros(service.getAllGPUUsage(true)[0]);
+    EXPECT_THAT(programs.runs(), IsEmpty());
+
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    const auto usages = service.getAllGPUUsage(false);
+    ASSERT_EQ(usages.size(), 2U);
+    EXPECT_EQ(usages[1].model_name, "NVIDIA RTX A2000 12GB");
+    EXPECT_EQ(usages[1].utilization, 45);
+    EXPECT_EQ(runsOf("nvidia-smi --query-gpu=name"), 1U);
+}
+
+TEST_F(GPUServiceNvidiaTest, WithoutNvidiaSmiASleepingNvidiaBoardIsNotListed) {
+    machine("gpu-nvidia");
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
+    EXPECT_THAT(names(GPUService(kernel.root())), ElementsAre("No GPU detected"));
+}
+
+TEST_F(GPUServiceNvidiaTest, AHangingNvidiaSmiHoldsUpTheStartForItsLimitOnly) {
+    hangingNvidiaSmi();
+    const auto start = Clock::now();
+    GPUService service(fixtureRoot("gpu-nvidia"), kShort);
+    const auto constructed = Clock::now();
+    EXPECT_LT(constructed - start, 5 * kShort.wait);
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GPU"));
+    for (int i = 0; i < 3; ++i)
+        expectZeros(service.getAllGPUUsage(true).at(0));
+    EXPECT_LT(Clock::now() - constructed, kShort.wait);
+    EXPECT_EQ(programs.runs().size(), 1U);
+
+    letGo();
+    const auto usages = sampleUntil(service, [](const auto& now) { return now[0].utilization == 45; });
+    EXPECT_EQ(usages.size(), 2U);
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GeForce RTX 3090", "NVIDIA RTX A2000 12GB"));
+    EXPECT_EQ(runsOf("nvidia-smi --query-gpu=name"), 1U);
+    EXPECT_FALSE(programs.exists("twice"));
+}
+
+TEST_F(GPUServiceNvidiaTest, ANameQueryThatFailsLateTakesTheProvisionalBoardAway) {
+    nvidiaSmi("names-one.txt", "utilization-one.txt", "processes.txt",
+              "while ! [ -e go ]; do sleep 0.02; done; exit 9");
+    GPUService service(fixtureRoot("gpu-nvidia"), kShort);
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GPU"));
+    letGo();
+    sampleUntil(service, [](const auto& usages) { return usages[0].model_name == "No GPU detected"; });
+    EXPECT_EQ(programs.runs().size(), 1U);
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(GPUServiceNvidiaTest, ANvidiaSmiThatBeginsToHangShowsZerosUntilItAnswers) {
+    nvidiaSmi("names-two.txt", "utilization-one.txt");
+    GPUService service(fixtureRoot("gpu-nvidia"), kShort);
+    EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
+
+    hangingNvidiaSmi();
+    programs.forgetRuns();
+    const auto start = Clock::now();
+    for (const GPUUsage& usage : service.getAllGPUUsage(true))
+        expectZeros(usage);
+    const auto held_up = Clock::now() - start;
+    EXPECT_GE(held_up, kShort.wait);
+    EXPECT_LT(held_up, 5 * kShort.wait);
+    for (int i = 0; i < 3; ++i)
+        expectZeros(service.getAllGPUUsage(true)[0]);
+    EXPECT_LT(Clock::now() - start - held_up, kShort.wait);
+    EXPECT_EQ(programs.runs().size(), 1U);
+
+    letGo();
+    sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 45; });
+    std::vector<GPUProcessUsage> processes;
+    for (int tries = 0; processes.empty() && tries < 500; ++tries) {
+        std::this_thread::sleep_for(10ms);
+        processes = service.getAllGPUUsage(true)[0].processes;
+    }
+    EXPECT_EQ(processes.size(), 3U) << "healthy again, it is waited for again";
+    EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
+    EXPECT_FALSE(programs.exists("twice"));
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(GPUServiceNvidiaTest, AnAnswerThatComesWhileTheBoardSleepsIsNotShownLater) {
+    machine("gpu-nvidia");
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    GPUService service(kernel.root(), kShort);
+    hangingNvidiaSmi();
+    expectZeros(service.getAllGPUUsage(false)[0]);
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
+    letGo();
+    for (int tries = 0; hasChildren() && tries < 500; ++tries) {
+        std::this_thread::sleep_for(10ms);
+        expectZeros(service.getAllGPUUsage(false)[0]);
+    }
+    EXPECT_FALSE(hasChildren()) << "it is reaped all the same";
+    programs.remove("nvidia-smi");
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    expectZeros(service.getAllGPUUsage(false)[0]);
+}
+
+TEST_F(GPUServiceNvidiaTest, GoingAwayLeavesNothingBehind) {
+    hangingNvidiaSmi();
+    programs.script("lspci", "exec sleep 20");
+    const auto before = openDescriptors();
+    const auto start = Clock::now();
+    { GPUService service(fixtureRoot("gpu-two"), kShort); }
+    EXPECT_LT(Clock::now() - start, 5s);
+    EXPECT_FALSE(hasChildren());
+    EXPECT_EQ(openDescriptors(), before);
+}

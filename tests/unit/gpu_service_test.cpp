@@ -1,0 +1,293 @@
+#include "gpu_service.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "gpu_machine.h"
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+/// Counts the files of one directory that are opened while it lives.
+class OpenCounter {
+public:
+    explicit OpenCounter(const fs::path& directory) : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        EXPECT_GE(inotify_add_watch(fd_, directory.c_str(), IN_OPEN), 0) << directory;
+    }
+    ~OpenCounter() { close(fd_); }
+    OpenCounter(const OpenCounter&) = delete;
+    OpenCounter& operator=(const OpenCounter&) = delete;
+
+    int opened() {
+        alignas(inotify_event) std::array<char, 65536> events{};
+        const ssize_t size = read(fd_, events.data(), events.size());
+        for (ssize_t at = 0; at < size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            ++count_;
+        }
+        return count_;
+    }
+
+private:
+    int fd_;
+    int count_ = 0;
+};
+
+using GPUServiceTest = GPUMachineTest;
+
+}  // namespace
+
+TEST_F(GPUServiceTest, AMachineWithoutGraphicsHasOneEntryOfTypeNone) {
+    for (const char* name : {"gpu-none", "gpu-nvidia", "no-such-machine"}) {
+        GPUService service(fixtureRoot(name));
+        ASSERT_EQ(service.gpus().size(), 1U) << name;
+        EXPECT_EQ(service.gpus()[0].type, GPUInfo::Type::None);
+        EXPECT_EQ(service.gpus()[0].sysfs_path, "");
+        const auto usages = service.getAllGPUUsage(true);
+        ASSERT_EQ(usages.size(), 1U);
+        EXPECT_EQ(usages[0].model_name, "No GPU detected");
+        EXPECT_THAT(usages[0].processes, IsEmpty());
+        expectZeros(usages[0]);
+    }
+}
+
+TEST_F(GPUServiceTest, WithoutGraphicsNothingIsOpened) {
+    machine("gpu-none");
+    GPUService service(kernel.root());
+    OpenCounter drm(kernel.at("/sys/class/drm"));
+    OpenCounter proc(kernel.at("/proc"));
+    service.getAllGPUUsage(true);
+    EXPECT_EQ(drm.opened() + proc.opened(), 0);
+}
+
+// AMD
+
+TEST_F(GPUServiceTest, AMDIsReadFromItsDeviceDirectory) {
+    lspci("Advanced Micro Devices, Inc. [AMD/ATI] Navi 31 [Radeon RX 7900 XT/7900 XTX] (rev c8)");
+    GPUService service(fixtureRoot("gpu-amd"));
+    ASSERT_EQ(service.gpus().size(), 1U);
+    EXPECT_EQ(service.gpus()[0].type, GPUInfo::Type::AMD);
+    EXPECT_EQ(service.gpus()[0].sysfs_path, fixtureRoot("gpu-amd") + "/sys/class/drm/card0/device");
+    EXPECT_THAT(programs.runs(), ElementsAre("lspci -s 0000:03:00.0"));
+
+    const auto usages = service.getAllGPUUsage(false);
+    ASSERT_EQ(usages.size(), 1U);
+    EXPECT_EQ(usages[0].utilization, 37);
+    EXPECT_EQ(usages[0].memory_utilization, 12);
+    EXPECT_EQ(usages[0].video_utilization, 0);
+    EXPECT_EQ(usages[0].model_name, "AMD Navi 31 [Radeon RX 7900 XT/7900 XTX]");
+    EXPECT_THAT(usages[0].processes, IsEmpty());
+    EXPECT_EQ(programs.runs().size(), 1U) << "the name is asked for once";
+}
+
+TEST_F(GPUServiceTest, AMDListsItsProcessesOnRequest) {
+    GPUService service(fixtureRoot("gpu-amd"));
+    const auto usages = service.getAllGPUUsage(true);
+    ASSERT_EQ(usages[0].processes.size(), 4U);
+    EXPECT_EQ(usages[0].processes[0].name, "browser");
+    EXPECT_EQ(usages[0].processes[0].vram_mb, 1152U);
+    EXPECT_EQ(usages[0].processes[3].name, "thumbnailer");
+    EXPECT_EQ(usages[0].processes[3].vram_mb, 0U) << "900 KiB round down";
+}
+
+TEST_F(GPUServiceTest, AMDOpensThreeFilesARefresh) {
+    machine("gpu-amd");
+    GPUService service(kernel.root());
+    OpenCounter device(kernel.at("/sys/class/drm/card0/device"));
+    OpenCounter power(kernel.at("/sys/class/drm/card0/device/power"));
+    OpenCounter drm(kernel.at("/sys/class/drm"));
+    service.getAllGPUUsage(false);
+    EXPECT_EQ(device.opened(), 2);
+    EXPECT_EQ(power.opened(), 1);
+    EXPECT_EQ(drm.opened(), 0);
+}
+
+TEST_F(GPUServiceTest, UnreadableFiguresAreZero) {
+    machine("gpu-amd");
+    GPUService service(kernel.root());
+    const auto busyWith = [&](std::string_view content) {
+        kernel.file("/sys/class/drm/card0/device/gpu_busy_percent", content);
+        return service.getAllGPUUsage(false)[0].utilization;
+    };
+    EXPECT_EQ(busyWith("100\n"), 100);
+    EXPECT_EQ(busyWith("5"), 5);
+    EXPECT_EQ(busyWith(""), 0);
+    EXPECT_EQ(busyWith("busy\n"), 0);
+    EXPECT_EQ(busyWith("99999999999\n"), 0);
+    EXPECT_EQ(busyWith(std::string(1000, '\0')), 0);
+    kernel.remove("/sys/class/drm/card0/device");
+    expectZeros(service.getAllGPUUsage(false)[0]);
+}
+
+// Intel
+
+TEST_F(GPUServiceTest, IntelShowsTheShareOfItsTopClock) {
+    lspci("Intel Corporation Meteor Lake-P [Intel Arc Graphics]");
+    GPUService service(fixtureRoot("gpu-intel"));
+    const auto usages = service.getAllGPUUsage(true);
+    ASSERT_EQ(usages.size(), 1U);
+    EXPECT_EQ(usages[0].model_name, "Intel Meteor Lake-P [Intel Arc Graphics]");
+    EXPECT_EQ(usages[0].utilization, 46);  // 1050 of 2250 MHz
+    EXPECT_EQ(usages[0].memory_utilization, 0);
+    EXPECT_THAT(usages[0].processes, IsEmpty());
+}
+
+TEST_F(GPUServiceTest, IntelClocksOutOfTheOrdinary) {
+    machine("gpu-intel");
+    GPUService service(kernel.root());
+    const auto usageWith = [&](std::string_view current, std::string_view maximum) {
+        kernel.file("/sys/class/drm/card1/gt_cur_freq_mhz", current);
+        kernel.file("/sys/class/drm/card1/gt_max_freq_mhz", maximum);
+        return service.getAllGPUUsage(false)[0].utilization;
+    };
+    EXPECT_EQ(usageWith("1000\n", "1000\n"), 100);
+    EXPECT_EQ(usageWith("999\n", "1000\n"), 99);
+    EXPECT_EQ(usageWith("1000\n", "0\n"), 0);
+    EXPECT_EQ(usageWith("1000\n", "-5\n"), 0);
+    EXPECT_EQ(usageWith("1000\n", ""), 0);
+    EXPECT_EQ(usageWith("", "1000\n"), 0);
+    EXPECT_EQ(usageWith("2147483647\n", "2147483647\n"), 100);
+    EXPECT_EQ(usageWith("2147483647\n", "1\n"), 2147483647);
+    kernel.remove("/sys/class/drm/card1/gt_max_freq_mhz");
+    EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 0);
+}
+
+TEST_F(GPUServiceTest, IntelTakesTheClocksOfWhicheverCardIsListedFirst) {
+    machine("gpu-two");
+    const DrmCards found = findDrmCards(kernel.root());
+    GPUService service(kernel.root());
+    for (const char* card : {"card0", "card1"}) {
+        kernel.file("/sys/class/drm/" + std::string(card) + "/gt_cur_freq_mhz", "300\n");
+        kernel.file("/sys/class/drm/" + std::string(card) + "/gt_max_freq_mhz",
+                    found.first.ends_with(card) ? "400\n" : "600\n");
+    }
+    const auto usages = service.getAllGPUUsage(false);
+    ASSERT_EQ(usages.size(), 2U);
+    const bool intel_first = service.gpus()[0].type == GPUInfo::Type::Intel;
+    EXPECT_EQ(usages[intel_first ? 0 : 1].utilization, 75);
+    EXPECT_EQ(usages[intel_first ? 1 : 0].utilization, 64);
+}
+
+TEST_F(GPUServiceTest, IntelLeavesTheClocksOfASleepingFirstCardAlone) {
+    machine("gpu-two");
+    GPUService service(kernel.root());
+    const std::string first = findDrmCards(kernel.root()).first;
+    const std::string relative = first.substr(kernel.root().size());
+    kernel.file(relative + "/gt_cur_freq_mhz", "300\n").file(relative + "/gt_max_freq_mhz", "400\n");
+    kernel.file(relative + "/device/power/runtime_status", "suspended\n");
+    OpenCounter clocks(first);
+    for (const GPUUsage& usage : service.getAllGPUUsage(false)) {
+        if (usage.model_name == "Intel GPU") expectZeros(usage);
+    }
+    EXPECT_EQ(clocks.opened(), 0);
+}
+
+// Names
+
+TEST_F(GPUServiceTest, WithoutLspciCardsHaveGeneralNames) {
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-intel"))), ElementsAre("Intel GPU"));
+    programs.script("lspci", "exit 1");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
+    programs.script("lspci", "echo; echo 'VGA: Board'");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
+}
+
+TEST_F(GPUServiceTest, ACardWithoutAUsableSlotIsNotLookedUp) {
+    lspci("Board");
+    machine("gpu-amd");
+    for (const char* uevent :
+         {"DRIVER=amdgpu\n", "PCI_SLOT_NAME=\n", "PCI_SLOT_NAME=03:00.0 $(touch evil)\n"}) {
+        kernel.file("/sys/class/drm/card0/device/uevent", uevent);
+        GPUService service(kernel.root());
+        service.getAllGPUUsage(false);
+        EXPECT_THAT(names(service), ElementsAre("AMD GPU"));
+    }
+    EXPECT_THAT(programs.runs(), IsEmpty());
+}
+
+TEST_F(GPUServiceTest, AHangingLspciDelaysTheNameAndNotTheProgram) {
+    programs.script("lspci", "while ! [ -e go ]; do sleep 0.02; done; echo 'VGA: Board'");
+    const auto start = Clock::now();
+    GPUService service(fixtureRoot("gpu-two"), kShort);
+    EXPECT_LT(Clock::now() - start, 10 * kShort.wait);
+    EXPECT_EQ(service.gpus().size(), 2U);
+    EXPECT_THAT(names(service), testing::UnorderedElementsAre("Intel GPU", "AMD GPU"));
+    EXPECT_THAT(service.getAllGPUUsage(false), testing::SizeIs(2));
+    EXPECT_EQ(programs.runs().size(), 1U);
+    letGo();
+    sampleUntil(service, [](const auto& usages) {
+        return usages[0].model_name == "Board" && usages[1].model_name == "Board";
+    });
+    EXPECT_THAT(names(service), ElementsAre("Board", "Board"));
+    EXPECT_EQ(programs.runs().size(), 2U);
+    EXPECT_FALSE(hasChildren());
+}
+
+// Sleeping cards
+
+TEST_F(GPUServiceTest, ASleepingCardIsNotTouched) {
+    machine("gpu-sleeping");
+    lspci("Board");
+    GPUService service(kernel.root());
+    EXPECT_THAT(programs.runs(), ElementsAre("lspci -s 0000:00:02.0")) << "lspci would wake the other one";
+    EXPECT_THAT(names(service), testing::UnorderedElementsAre("Board", "AMD GPU"));
+
+    OpenCounter device(kernel.at("/sys/class/drm/card1/device"));
+    const std::size_t amd = service.gpus()[0].type == GPUInfo::Type::AMD ? 0 : 1;
+    for (const char* state : {"suspended\n", "suspending\n"}) {
+        kernel.file("/sys/class/drm/card1/device/power/runtime_status", state);
+        const auto usages = service.getAllGPUUsage(true);
+        expectZeros(usages[amd]);
+        ASSERT_EQ(usages[amd].processes.size(), 1U) << "who uses it is known without asking it";
+        EXPECT_EQ(usages[amd].processes[0].vram_mb, 12U);
+    }
+    EXPECT_EQ(device.opened(), 0);
+    EXPECT_EQ(programs.runs().size(), 1U);
+}
+
+TEST_F(GPUServiceTest, ACardThatWakesUpIsSampledAndNamed) {
+    machine("gpu-sleeping");
+    lspci("Board");
+    GPUService service(kernel.root());
+    const std::size_t amd = service.gpus()[0].type == GPUInfo::Type::AMD ? 0 : 1;
+    kernel.file("/sys/class/drm/card1/device/power/runtime_status", "active\n");
+    const auto usages = service.getAllGPUUsage(false);
+    EXPECT_EQ(usages[amd].utilization, 64);
+    EXPECT_EQ(usages[amd].memory_utilization, 8);
+    EXPECT_EQ(usages[amd].model_name, "Board");
+    EXPECT_THAT(names(service), ElementsAre("Board", "Board"));
+
+    kernel.file("/sys/class/drm/card1/device/power/runtime_status", "suspended\n");
+    expectZeros(service.getAllGPUUsage(false)[amd]);
+    EXPECT_EQ(service.getAllGPUUsage(false)[amd].model_name, "Board");
+    EXPECT_EQ(programs.runs().size(), 2U);
+}
+
+TEST_F(GPUServiceTest, APowerStateThatIsNotKnownIsAwake) {
+    machine("gpu-sleeping");
+    GPUService service(kernel.root());
+    const std::size_t amd = service.gpus()[0].type == GPUInfo::Type::AMD ? 0 : 1;
+    for (const char* state : {"active\n", "resuming\n", "unsupported\n", "error\n", ""}) {
+        kernel.file("/sys/class/drm/card1/device/power/runtime_status", state);
+        EXPECT_EQ(service.getAllGPUUsage(false)[amd].utilization, 64) << state;
+    }
+    kernel.remove("/sys/class/drm/card1/device/power");
+    EXPECT_EQ(service.getAllGPUUsage(false)[amd].utilization, 64);
+}
+
+TEST_F(GPUServiceTest, LooksAtTheRealMachine) {
+    GPUService service;
+    ASSERT_FALSE(service.gpus().empty());
+    EXPECT_EQ(service.getAllGPUUsage(true).size(), service.gpus().size());
+}
