@@ -142,9 +142,10 @@ NvidiaSample NvidiaSmi::sample(bool with_processes, Clock::time_point deadline) 
     const auto figures = command_.ask(kUtilization, deadline);
     if (!figures) return {};
     NvidiaSample sample = parseNvidiaUtilization(figures->output);
-    command_.prepare(kUtilization);
-    // An answer that comes at a later call would find nobody who wants it.
-    if (with_processes && command_.prompt()) {
+    if (!command_.prompt()) {
+        // A list of processes that comes at a later call would find nobody who wants it.
+        command_.prepare(kUtilization);
+    } else if (with_processes) {
         if (const auto list = command_.ask(kProcesses, deadline))
             sample.processes = parseNvidiaProcesses(list->output);
     }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <limits>
 
 #include "fake_kernel.h"
@@ -75,6 +76,17 @@ TEST(GpuClients, AreCountedWhateverAmountTheFirstDescriptorHas) {
     kernel.file("/proc/7/fd/4", "").file("/proc/7/fdinfo/4", "pos:\t0\n");
     kernel.file("/proc/7/fdinfo/3", "drm-memory-gtt:\t1024 KiB\n");
     EXPECT_EQ(text(findGpuClients(kernel.root())), "7|client7|1\n");
+}
+
+TEST(GpuClients, AreNotLookedAtBeyondTheirFirstDescriptor) {
+    FakeKernel kernel;
+    kernel.file("/proc/7/fd/3", "").file("/proc/7/fd/4", "").file("/proc/7/comm", "tool\n");
+    const std::string first = std::filesystem::directory_iterator(kernel.at("/proc/7/fd"))->path().filename();
+    for (const char* descriptor : {"3", "4"})
+        kernel.file("/proc/7/fdinfo/" + std::string(descriptor), "drm-memory-vram: 5000 KiB\n");
+    EXPECT_EQ(text(findGpuClients(kernel.root())), "7|tool|4\n");
+    kernel.file("/proc/7/fdinfo/" + first, "drm-memory-vram: 0 KiB\n");
+    EXPECT_EQ(text(findGpuClients(kernel.root())), "");
 }
 
 TEST(GpuClients, SkipWhatCanNotBeRead) {

@@ -183,6 +183,22 @@ TEST_F(GPUServiceNvidiaTest, ANvidiaSmiThatBeginsToHangShowsZerosUntilItAnswers)
     EXPECT_FALSE(hasChildren());
 }
 
+TEST_F(GPUServiceNvidiaTest, AfterALateAnswerTheNextFigureIsUnderWayAtOnce) {
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    GPUService service(fixtureRoot("gpu-nvidia"), kShort);
+    hangingNvidiaSmi();
+    expectZeros(service.getAllGPUUsage(false)[0]);
+    letGo();
+    programs.forgetRuns();
+    sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 45; });
+    for (int tries = 0; (programs.runs().empty() || programs.exists("running")) && tries < 500; ++tries)
+        std::this_thread::sleep_for(10ms);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(service.getAllGPUUsage(true)[0].utilization, 45);
+    EXPECT_THAT(programs.runs(), ElementsAre(StartsWith("nvidia-smi --query-gpu=utilization"),
+                                             StartsWith("nvidia-smi --query-compute-apps")));
+}
+
 TEST_F(GPUServiceNvidiaTest, AnAnswerThatComesWhileTheBoardSleepsIsNotShownLater) {
     machine("gpu-nvidia");
     nvidiaSmi("names-one.txt", "utilization-one.txt");

@@ -162,33 +162,44 @@ TEST_F(GPUServiceTest, IntelClocksOutOfTheOrdinary) {
     EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 0);
 }
 
-TEST_F(GPUServiceTest, IntelTakesTheClocksOfWhicheverCardIsListedFirst) {
-    machine("gpu-two");
-    const DrmCards found = findDrmCards(kernel.root());
-    GPUService service(kernel.root());
-    for (const char* card : {"card0", "card1"}) {
-        kernel.file("/sys/class/drm/" + std::string(card) + "/gt_cur_freq_mhz", "300\n");
-        kernel.file("/sys/class/drm/" + std::string(card) + "/gt_max_freq_mhz",
-                    found.first.ends_with(card) ? "400\n" : "600\n");
+/// Two cards, of which the kernel lists the AMD one first; both have clocks, 75 % and 50 %.
+class AmdBeforeIntelTest : public GPUMachineTest {
+protected:
+    AmdBeforeIntelTest() {
+        machine("gpu-two");
+        first = findDrmCards(kernel.root()).first.ends_with("card0") ? "/sys/class/drm/card0"
+                                                                     : "/sys/class/drm/card1";
+        second = first.ends_with("card0") ? "/sys/class/drm/card1" : "/sys/class/drm/card0";
+        kernel.file(first + "/device/vendor", "0x1002\n").file(first + "/device/gpu_busy_percent", "64\n");
+        kernel.file(first + "/gt_cur_freq_mhz", "300\n").file(first + "/gt_max_freq_mhz", "400\n");
+        kernel.file(second + "/device/vendor", "0x8086\n");
+        kernel.file(second + "/gt_cur_freq_mhz", "300\n").file(second + "/gt_max_freq_mhz", "600\n");
     }
+
+    std::string first, second;
+};
+
+TEST_F(AmdBeforeIntelTest, IntelTakesTheClocksOfTheFirstCard) {
+    GPUService service(kernel.root());
+    EXPECT_THAT(names(service), ElementsAre("AMD GPU", "Intel GPU"));
     const auto usages = service.getAllGPUUsage(false);
-    ASSERT_EQ(usages.size(), 2U);
-    const bool intel_first = service.gpus()[0].type == GPUInfo::Type::Intel;
-    EXPECT_EQ(usages[intel_first ? 0 : 1].utilization, 75);
-    EXPECT_EQ(usages[intel_first ? 1 : 0].utilization, 64);
+    EXPECT_EQ(usages[0].utilization, 64);
+    EXPECT_EQ(usages[1].utilization, 75);
 }
 
-TEST_F(GPUServiceTest, IntelLeavesTheClocksOfASleepingFirstCardAlone) {
-    machine("gpu-two");
+TEST_F(AmdBeforeIntelTest, TheClocksOfASleepingFirstCardAreLeftAlone) {
     GPUService service(kernel.root());
-    const std::string first = findDrmCards(kernel.root()).first;
-    const std::string relative = first.substr(kernel.root().size());
-    kernel.file(relative + "/gt_cur_freq_mhz", "300\n").file(relative + "/gt_max_freq_mhz", "400\n");
-    kernel.file(relative + "/device/power/runtime_status", "suspended\n");
-    OpenCounter clocks(first);
-    for (const GPUUsage& usage : service.getAllGPUUsage(false)) {
-        if (usage.model_name == "Intel GPU") expectZeros(usage);
-    }
+    kernel.file(first + "/device/power/runtime_status", "suspended\n");
+    OpenCounter clocks(kernel.at(first));
+    expectZeros(service.getAllGPUUsage(false)[1]);
+    EXPECT_EQ(clocks.opened(), 0);
+}
+
+TEST_F(AmdBeforeIntelTest, ASleepingIntelCardShowsZeroWhateverTheFirstDoes) {
+    GPUService service(kernel.root());
+    kernel.file(second + "/device/power/runtime_status", "suspended\n");
+    OpenCounter clocks(kernel.at(first));
+    expectZeros(service.getAllGPUUsage(false)[1]);
     EXPECT_EQ(clocks.opened(), 0);
 }
 
