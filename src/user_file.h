@@ -1,0 +1,20 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The user's own small files: read whole, written whole or not at all.
+
+/// All bytes of a regular file; none when there is none, or it can't be read. Never waits: a pipe or a device
+/// in the file's place counts as unreadable, as does a file beyond 64 MiB.
+std::optional<std::string> readUserFile(const std::string& path);
+
+/// Puts `content` in the place of a file, in a directory that exists. However the program ends meanwhile,
+/// killed or with the disk full, the file holds either its old content or the new one, whole.
+///
+/// A symbolic link stays one and its target, which need not exist, is written. The mode is kept, and the
+/// owner if the system permits; a new file gets the usual mode. A file that may not be written, or is no
+/// regular one, stays as it is. For one writing process at a time. Returns whether the new content is in
+/// place.
+bool replaceUserFile(const std::string& path, std::string_view content);
