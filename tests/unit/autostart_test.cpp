@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "child_process.h"
+#include "forked_child.h"
 #include "scoped_environment.h"
 #include "temporary_directory.h"
 #include "user_home.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "child_process.h"
+#include "forked_child.h"
 #include "settings.h"
 #include "settings_fixture.h"
 

@@ -17,7 +17,7 @@
 #include <string>
 #include <thread>
 
-#include "child_process.h"
+#include "forked_child.h"
 #include "temporary_directory.h"
 
 namespace {
