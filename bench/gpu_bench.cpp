@@ -8,47 +8,20 @@
 
 #include <array>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "gpu_service.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-/// One AMD card in files of a temporary directory.
-class CardFiles {
-public:
-    CardFiles() : root_(fs::temp_directory_path() / ("korvalune-gpu-bench-" + std::to_string(getpid()))) {
-        fs::create_directories(device() / "power");
-        std::ofstream(device() / "vendor") << "0x1002\n";
-        std::ofstream(device() / "power/runtime_status") << "active\n";
-        std::ofstream(device() / "gpu_busy_percent") << "37\n";
-        std::ofstream(device() / "mem_busy_percent") << "12\n";
-    }
-    ~CardFiles() {
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
-    }
-    CardFiles(const CardFiles&) = delete;
-    CardFiles& operator=(const CardFiles&) = delete;
-
-    std::string root() const { return root_.string(); }
-    fs::path device() const { return root_ / "sys/class/drm/card0/device"; }
-
-private:
-    fs::path root_;
-};
+const std::string kRoot = FIXTURES_DIR "/gpu-amd";
+const std::string kDevice = kRoot + "/sys/class/drm/card0/device";
 
 /// The least that a program can do: open, read and close the same files into one fixed buffer.
 class BareReads {
 public:
-    explicit BareReads(const fs::path& device)
-        : paths_{device / "power/runtime_status", device / "gpu_busy_percent", device / "mem_busy_percent"} {}
-
     void read() {
         for (const std::string& path : paths_) {
             const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -60,7 +33,8 @@ public:
     }
 
 private:
-    std::array<std::string, 3> paths_;
+    std::array<std::string, 3> paths_{kDevice + "/power/runtime_status", kDevice + "/gpu_busy_percent",
+                                      kDevice + "/mem_busy_percent"};
     std::array<char, 64> buffer_{};
 };
 
@@ -71,9 +45,8 @@ double secondsFor(auto&& work) {
 }
 
 void refreshOfAnAmdCard(benchmark::State& state) {
-    const CardFiles card;
-    GPUService service(card.root());
-    BareReads bare(card.device());
+    GPUService service(kRoot);
+    BareReads bare;
     double refresh_seconds = 0;
     double bare_seconds = 0;
     for ([[maybe_unused]] auto round : state) {

@@ -4,19 +4,9 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 
 namespace fs = std::filesystem;
-
-FakePrograms::FakePrograms() {
-    if (const char* path = std::getenv("PATH")) path_before_ = path;
-    setenv("PATH", path().c_str(), 1);
-}
-
-FakePrograms::~FakePrograms() {
-    setenv("PATH", path_before_.c_str(), 1);
-}
 
 FakePrograms& FakePrograms::script(std::string_view name, std::string_view body) {
     std::string text = "#!/bin/sh\nPATH=/usr/bin:/bin\ncd '" + path() + "'\n";

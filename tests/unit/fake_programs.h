@@ -6,16 +6,12 @@
 #include <vector>
 
 #include "fake_kernel.h"
+#include "scoped_environment.h"
 
 /// A directory that is all of PATH while the object lives: programs not put there do not exist for the code
 /// under test. What it runs is real.
 class FakePrograms {
 public:
-    FakePrograms();
-    ~FakePrograms();
-    FakePrograms(const FakePrograms&) = delete;
-    FakePrograms& operator=(const FakePrograms&) = delete;
-
     /// A shell script of this name. Each run is noted, with its arguments, before `body` runs; `body` finds
     /// the usual tools, and itself in the directory of the scripts.
     FakePrograms& script(std::string_view name, std::string_view body);
@@ -32,7 +28,7 @@ public:
 
 private:
     FakeKernel directory_;
-    std::string path_before_;
+    ScopedEnvironment environment_{{{"PATH", path()}}};
 };
 
 /// Whether this process has any child, running or not yet reaped.

@@ -2,46 +2,19 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/inotify.h>
-#include <unistd.h>
 
-#include <array>
 #include <filesystem>
 
+#include "access_log.h"
 #include "gpu_machine.h"
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-/// Counts the files of one directory that are opened while it lives.
-class OpenCounter {
-public:
-    explicit OpenCounter(const fs::path& directory) : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-        EXPECT_GE(inotify_add_watch(fd_, directory.c_str(), IN_OPEN), 0) << directory;
-    }
-    ~OpenCounter() { close(fd_); }
-    OpenCounter(const OpenCounter&) = delete;
-    OpenCounter& operator=(const OpenCounter&) = delete;
-
-    int opened() {
-        alignas(inotify_event) std::array<char, 65536> events{};
-        const ssize_t size = read(fd_, events.data(), events.size());
-        for (ssize_t at = 0; at < size;) {
-            const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
-            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-            ++count_;
-        }
-        return count_;
-    }
-
-private:
-    int fd_;
-    int count_ = 0;
-};
 
 using GPUServiceTest = GPUMachineTest;
 
@@ -64,10 +37,11 @@ TEST_F(GPUServiceTest, AMachineWithoutGraphicsHasOneEntryOfTypeNone) {
 TEST_F(GPUServiceTest, WithoutGraphicsNothingIsOpened) {
     machine("gpu-none");
     GPUService service(kernel.root());
-    OpenCounter drm(kernel.at("/sys/class/drm"));
-    OpenCounter proc(kernel.at("/proc"));
+    AccessLog log;
+    for (const char* directory : {"/", "/proc", "/sys/class", "/sys/class/drm"})
+        log.watch(kernel.at(directory));
     service.getAllGPUUsage(true);
-    EXPECT_EQ(drm.opened() + proc.opened(), 0);
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 // AMD
@@ -103,13 +77,12 @@ TEST_F(GPUServiceTest, AMDListsItsProcessesOnRequest) {
 TEST_F(GPUServiceTest, AMDOpensThreeFilesARefresh) {
     machine("gpu-amd");
     GPUService service(kernel.root());
-    OpenCounter device(kernel.at("/sys/class/drm/card0/device"));
-    OpenCounter power(kernel.at("/sys/class/drm/card0/device/power"));
-    OpenCounter drm(kernel.at("/sys/class/drm"));
+    AccessLog log;
+    for (const char* directory : {"", "/card0", "/card0/device", "/card0/device/power"})
+        log.watch(kernel.at("/sys/class/drm" + std::string(directory)));
     service.getAllGPUUsage(false);
-    EXPECT_EQ(device.opened(), 2);
-    EXPECT_EQ(power.opened(), 1);
-    EXPECT_EQ(drm.opened(), 0);
+    EXPECT_THAT(log.take(), ElementsAre(Pair("gpu_busy_percent", 1), Pair("mem_busy_percent", 1),
+                                        Pair("runtime_status", 1)));
 }
 
 TEST_F(GPUServiceTest, UnreadableFiguresAreZero) {
@@ -190,17 +163,19 @@ TEST_F(AmdBeforeIntelTest, IntelTakesTheClocksOfTheFirstCard) {
 TEST_F(AmdBeforeIntelTest, TheClocksOfASleepingFirstCardAreLeftAlone) {
     GPUService service(kernel.root());
     kernel.file(first + "/device/power/runtime_status", "suspended\n");
-    OpenCounter clocks(kernel.at(first));
+    AccessLog log;
+    log.watch(kernel.at(first));
     expectZeros(service.getAllGPUUsage(false)[1]);
-    EXPECT_EQ(clocks.opened(), 0);
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 TEST_F(AmdBeforeIntelTest, ASleepingIntelCardShowsZeroWhateverTheFirstDoes) {
     GPUService service(kernel.root());
     kernel.file(second + "/device/power/runtime_status", "suspended\n");
-    OpenCounter clocks(kernel.at(first));
+    AccessLog log;
+    log.watch(kernel.at(first));
     expectZeros(service.getAllGPUUsage(false)[1]);
-    EXPECT_EQ(clocks.opened(), 0);
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 // Names
@@ -254,7 +229,8 @@ TEST_F(GPUServiceTest, ASleepingCardIsNotTouched) {
     EXPECT_THAT(programs.runs(), ElementsAre("lspci -s 0000:00:02.0")) << "lspci would wake the other one";
     EXPECT_THAT(names(service), testing::UnorderedElementsAre("Board", "AMD GPU"));
 
-    OpenCounter device(kernel.at("/sys/class/drm/card1/device"));
+    AccessLog log;
+    log.watch(kernel.at("/sys/class/drm/card1/device"));
     const std::size_t amd = service.gpus()[0].type == GPUInfo::Type::AMD ? 0 : 1;
     for (const char* state : {"suspended\n", "suspending\n"}) {
         kernel.file("/sys/class/drm/card1/device/power/runtime_status", state);
@@ -263,7 +239,7 @@ TEST_F(GPUServiceTest, ASleepingCardIsNotTouched) {
         ASSERT_EQ(usages[amd].processes.size(), 1U) << "who uses it is known without asking it";
         EXPECT_EQ(usages[amd].processes[0].vram_mb, 12U);
     }
-    EXPECT_EQ(device.opened(), 0);
+    EXPECT_THAT(log.take(), IsEmpty());
     EXPECT_EQ(programs.runs().size(), 1U);
 }
 

@@ -5,6 +5,7 @@
 
 #include "fake_kernel.h"
 #include "kernel_file.h"
+#include "long_line.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -70,7 +71,7 @@ TEST(NvidiaUtilization, IsTheFirstLineUpToWhatIsNoNumber) {
         {",,", 0, 0, 0},
         {std::string("45\0, 12, 3", 10), 45, 0, 0},
         {std::string(254, ' ') + "45, 12, 3", 4, 0, 0},
-        {std::string(8'000'000, '7'), 0, 0, 0},
+        {longLine('7'), 0, 0, 0},
         {"\xff\xfe\x80", 0, 0, 0},
     };
     for (const auto& [output, gpu, memory, video] : cases) {
@@ -105,6 +106,5 @@ TEST(NvidiaProcesses, TakeOddNamesAsTheyAre) {
     const std::string longest(255, 'x');
     EXPECT_EQ(text(parseNvidiaProcesses("1, " + longest + ", 2")), "1|" + longest + "|2\n");
     EXPECT_EQ(text(parseNvidiaProcesses("1, " + longest + "x, 2")), "");
-    EXPECT_EQ(text(parseNvidiaProcesses("1, " + std::string(8'000'000, 'x') + ", 2, 3, 4\n5, b, 6")),
-              "5|b|6\n");
+    EXPECT_EQ(text(parseNvidiaProcesses("1, " + longLine('x') + ", 2, 3, 4\n5, b, 6")), "5|b|6\n");
 }
