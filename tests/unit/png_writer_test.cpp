@@ -129,16 +129,6 @@ TEST(PngWriter, HoldsNoiseThatCannotBeCompressed) {
     EXPECT_TRUE(roundTrips(writer, noise.get()));
 }
 
-TEST(PngWriter, IsAsSmallAsCairos) {
-    // Like a strip: letters in a few colours on nothing.
-    const auto image = imageOf(500, 28, [](int x, int y) {
-        const bool ink = y > 8 && y < 20 && (x * 7 + y * 3) % 11 < 3;
-        return ink ? 0x01010101U * static_cast<unsigned>(55 + x % 9 * 25) : 0U;
-    });
-    PngWriter writer;
-    EXPECT_LE(writer.encode(image.get()).size(), cairoPng(image.get()).size() * 13 / 10);
-}
-
 TEST(PngWriter, RefusesWhatIsNoIntactArgb32Image) {
     PngWriter writer;
     EXPECT_TRUE(writer.encode(nullptr).empty());

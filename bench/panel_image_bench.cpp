@@ -1,0 +1,58 @@
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "panel_ways.h"
+
+namespace {
+
+constexpr unsigned kFrames = 200;
+
+template <typename Way>
+void runFrames(Way& way, const std::vector<panel_ways::Strip>& strips) {
+    for (const auto& strip : strips)
+        benchmark::DoNotOptimize(way.frame(strip));
+}
+
+template <typename Way>
+double fastestSeconds(Way& way, const std::vector<panel_ways::Strip>& strips) {
+    double fastest = 1e9;
+    for (int round = 0; round < 5; ++round) {
+        const auto start = std::chrono::steady_clock::now();
+        runFrames(way, strips);
+        fastest = std::min(fastest,
+                           std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    return fastest;
+}
+
+/// One frame a turn. The counters are the way's cost in multiples of the plain way and of the floor.
+template <typename Way>
+void panelFrame(benchmark::State& state) {
+    const auto strips = panel_ways::strips(0, kFrames);
+    Way way;
+    panel_ways::Plain plain;
+    panel_ways::Floor floor;
+    const double seconds = fastestSeconds(way, strips);
+    state.counters["of_plain"] = seconds / fastestSeconds(plain, strips);
+    state.counters["of_floor"] = seconds / fastestSeconds(floor, strips);
+    state.counters["bytes"] = static_cast<double>(way.frame(strips[0]));
+    std::size_t next = 0;
+    while (state.KeepRunning())
+        benchmark::DoNotOptimize(way.frame(strips[next++ % strips.size()]));
+}
+BENCHMARK(panelFrame<panel_ways::Plain>);
+BENCHMARK(panelFrame<panel_ways::Ours>);
+
+void panelEncode(benchmark::State& state) {
+    PanelImage image;
+    PngWriter png;
+    const panel_ways::Strip strip = panel_ways::stripAt(1);
+    cairo_surface_t* surface = image.draw(strip.segments, strip.cores, panel_ways::kMetrics);
+    while (state.KeepRunning())
+        benchmark::DoNotOptimize(png.encode(surface).data());
+}
+BENCHMARK(panelEncode);
+
+}  // namespace
