@@ -1,22 +1,9 @@
 #include "fake_kernel.h"
 
-#include <stdlib.h>
-
 #include <fstream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
-
-FakeKernel::FakeKernel() {
-    std::string name = (fs::temp_directory_path() / "korvalune-test-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-    dir_ = name;
-}
-
-FakeKernel::~FakeKernel() {
-    std::error_code ignored;
-    fs::remove_all(dir_, ignored);
-}
 
 FakeKernel& FakeKernel::file(std::string_view path, std::string_view content) {
     fs::create_directories(at(path).parent_path());
@@ -37,7 +24,7 @@ FakeKernel& FakeKernel::remove(std::string_view path) {
 }
 
 fs::path FakeKernel::at(std::string_view path) const {
-    return dir_ / fs::path(path).relative_path();
+    return dir_.path() / fs::path(path).relative_path();
 }
 
 std::string fixtureRoot(std::string_view machine) {
