@@ -1,0 +1,55 @@
+#pragma once
+
+#include <gtk/gtk.h>
+#include <libayatana-appindicator/app-indicator.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "panel_image.h"
+#include "png_writer.h"
+#include "settings.h"
+#include "system_info.h"
+
+/// The one application object: owns the settings and the snapshot, shows the indicator with its menu, and
+/// redraws the panel image after each refresh.
+class App {
+public:
+    using LabelSegment = ::LabelSegment;
+
+    /// Needs an initialised GTK and L10n.
+    App();
+    /// Stops the timers and removes the panel images. The indicator is left to the end of the process.
+    ~App();
+    App(const App&) = delete;
+    App& operator=(const App&) = delete;
+
+    /// Starts the timers and runs the main loop until Quit.
+    void run();
+
+    void updateLabel();
+    /// Draws the enabled items into the panel image and has the indicator show it under a new name.
+    void renderLabelIcon();
+    std::vector<LabelSegment> buildSegments() const;
+
+private:
+    void setupIndicator();
+    void buildMenu();
+    void appendMenuItem(const std::string& text, GCallback on_activate = nullptr);
+    void appendSeparator();
+    std::string imagePath(const std::string& name) const;
+    static void onQuit(GtkMenuItem* item, gpointer data);
+
+    std::unique_ptr<Settings> settings_;
+    std::unique_ptr<SystemInfo> system_info_;
+    std::string image_dir_;
+    std::string icon_path_;  ///< scratch image, renamed when it is whole
+    AppIndicator* indicator_ = nullptr;
+    GtkWidget* menu_ = nullptr;
+    PanelImage panel_image_;
+    PngWriter png_writer_;
+    std::optional<PanelMetrics> panel_metrics_;  ///< looked up at the first drawing, then kept
+    unsigned icon_counter_ = 0;                  ///< images written
+};

@@ -1,0 +1,58 @@
+#include "panel_label.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace {
+
+std::string percent(int value) {
+    return std::to_string(value) + "%";
+}
+
+std::optional<LabelSegment> segmentFor(MenuBarItemType type, const Settings& settings,
+                                       const SystemInfo& info) {
+    const auto segment = [&](const char* label, std::string value) {
+        return LabelSegment{label, std::move(value), settings.hexColor(type)};
+    };
+    switch (type) {
+        case MenuBarItemType::CpuPercent:
+            return segment("CPU:", percent(static_cast<int>(info.average_cpu)));
+        case MenuBarItemType::CpuBars:
+            if (info.core_usages.empty()) return std::nullopt;
+            return segment("", std::string(kBarMarker));
+        case MenuBarItemType::Temperature:
+            if (!info.cpu_temperature) return std::nullopt;
+            return segment("", TemperatureService::menuBarTemperatureString(*info.cpu_temperature));
+        case MenuBarItemType::GpuPercent:
+            if (info.gpu_usages.empty()) return std::nullopt;
+            return segment("GPU:", percent(panelGpuUtilization(info.gpu_usages, settings.selected_gpu_)));
+        case MenuBarItemType::NetworkSpeed:
+            return segment("NET:", "↑" + NetworkSpeed::format(info.network_speed.bytes_up_per_sec) + " ↓" +
+                                       NetworkSpeed::format(info.network_speed.bytes_down_per_sec));
+        case MenuBarItemType::MemoryFree:
+            return segment("MEM:", info.memory_info.memFormatted());
+        case MenuBarItemType::SwapUsed:
+            return segment("SWP:", MemoryInfo::formatShort(info.memory_info.swap_used_bytes));
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<LabelSegment> buildLabelSegments(const Settings& settings, const SystemInfo& info) {
+    std::vector<LabelSegment> segments;
+    for (const MenuBarItemType type : settings.enabledItems()) {
+        if (auto segment = segmentFor(type, settings, info)) segments.push_back(std::move(*segment));
+    }
+    return segments;
+}
+
+int panelGpuUtilization(const std::vector<GPUUsage>& gpus, const std::string& selected) {
+    const int first = gpus.front().utilization;
+    if (selected.empty()) return first;
+    const auto chosen = std::find_if(gpus.begin(), gpus.end(),
+                                     [&](const GPUUsage& gpu) { return gpu.model_name == selected; });
+    if (chosen == gpus.end() || chosen->utilization == 0) return first;
+    return chosen->utilization;
+}

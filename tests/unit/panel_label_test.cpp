@@ -1,0 +1,133 @@
+#include "panel_label.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "fake_kernel.h"
+#include "l10n.h"
+
+using testing::ElementsAre;
+using testing::Field;
+using testing::IsEmpty;
+
+namespace {
+
+GPUUsage gpu(const char* name, int utilization) {
+    GPUUsage usage;
+    usage.model_name = name;
+    usage.utilization = utilization;
+    return usage;
+}
+
+/// Default settings and a snapshot of a machine that can feed every item.
+class PanelLabelTest : public testing::Test {
+protected:
+    PanelLabelTest() : config_home_(home_.root()) {
+        setenv("XDG_CONFIG_HOME", config_home_.c_str(), 1);
+        L10n::setLanguage("en");
+        settings = std::make_unique<Settings>();
+        info = std::make_unique<SystemInfo>(home_.root());
+        info->core_usages = {{0, 10, 0}, {1, 20, 0}};
+        info->average_cpu = 37.9;
+        info->cpu_temperature = 52.9;
+        info->gpu_usages = {gpu("Radeon", 12)};
+        info->network_speed.bytes_up_per_sec = 1228.8;
+        info->network_speed.bytes_down_per_sec = 34.0 * 1024;
+        info->memory_info.total_bytes = std::uint64_t{16} << 30;
+        info->memory_info.free_bytes = std::uint64_t{12} << 30;
+        info->memory_info.swap_used_bytes = std::uint64_t{300} << 20;
+    }
+
+    void enableOnly(MenuBarItemType type) {
+        for (auto& item : settings->items_)
+            item.enabled = item.type == type;
+    }
+
+    std::vector<LabelSegment> segments() const { return buildLabelSegments(*settings, *info); }
+
+    LabelSegment only(MenuBarItemType type) {
+        enableOnly(type);
+        const auto found = segments();
+        return found.size() == 1 ? found[0] : LabelSegment{"none", "none", "none"};
+    }
+
+    FakeKernel home_;
+    std::string config_home_;
+    std::unique_ptr<Settings> settings;
+    std::unique_ptr<SystemInfo> info;
+};
+
+auto isSegment(const char* label, const std::string& value, const char* color) {
+    return testing::AllOf(Field("label", &LabelSegment::label, label),
+                          Field("value", &LabelSegment::value, value),
+                          Field("color_hex", &LabelSegment::color_hex, color));
+}
+
+}  // namespace
+
+TEST_F(PanelLabelTest, EveryItemHasItsPrefixValueAndColour) {
+    EXPECT_THAT(segments(), ElementsAre(isSegment("CPU:", "37%", "#FF6EB4"),                //
+                                        isSegment("", std::string(kBarMarker), "#FFFFFF"),  //
+                                        isSegment("", "52°C", "#D08020"),                   //
+                                        isSegment("GPU:", "12%", "#FF6EB4"),                //
+                                        isSegment("NET:", "↑ 1.2K ↓  34K", "#4090FF"),      //
+                                        isSegment("MEM:", "4.0G/ 16G", "#40E0E0"),          //
+                                        isSegment("SWP:", "300M", "#FF6070")));
+}
+
+TEST_F(PanelLabelTest, FollowsTheUsersOrderAndColours) {
+    settings->items_ = {{MenuBarItemType::SwapUsed, true},
+                        {MenuBarItemType::CpuPercent, false},
+                        {MenuBarItemType::CpuPercent, true},
+                        {MenuBarItemType::CpuPercent, true}};
+    settings->custom_colors_["swapUsed"] = "#123456";
+    EXPECT_THAT(segments(),
+                ElementsAre(isSegment("SWP:", "300M", "#123456"), isSegment("CPU:", "37%", "#FF6EB4"),
+                            isSegment("CPU:", "37%", "#FF6EB4")));
+}
+
+TEST_F(PanelLabelTest, NothingEnabledYieldsNothing) {
+    for (auto& item : settings->items_)
+        item.enabled = false;
+    EXPECT_THAT(segments(), IsEmpty());
+}
+
+TEST_F(PanelLabelTest, AnUnknownItemIsSkipped) {
+    settings->items_ = {{static_cast<MenuBarItemType>(7), true}};
+    EXPECT_THAT(segments(), IsEmpty());
+}
+
+TEST_F(PanelLabelTest, ItemsWithoutADataSourceVanish) {
+    info->core_usages.clear();
+    info->cpu_temperature.reset();
+    info->gpu_usages.clear();
+    enableOnly(MenuBarItemType::CpuBars);
+    EXPECT_THAT(segments(), IsEmpty());
+    enableOnly(MenuBarItemType::Temperature);
+    EXPECT_THAT(segments(), IsEmpty());
+    enableOnly(MenuBarItemType::GpuPercent);
+    EXPECT_THAT(segments(), IsEmpty());
+}
+
+TEST_F(PanelLabelTest, IconModeKeepsThePrefixes) {
+    settings->use_icons_ = true;
+    EXPECT_EQ(only(MenuBarItemType::CpuPercent).label, "CPU:");
+}
+
+TEST_F(PanelLabelTest, FiguresAreCutTowardsZero) {
+    info->average_cpu = 99.99;
+    EXPECT_EQ(only(MenuBarItemType::CpuPercent).value, "99%");
+    info->cpu_temperature = -0.9;
+    EXPECT_EQ(only(MenuBarItemType::Temperature).value, "0°C");
+}
+
+TEST(PanelGpu, FollowsTheSelectionByName) {
+    const std::vector<GPUUsage> gpus = {gpu("A", 11), gpu("B", 22), gpu("B", 33), gpu("Idle", 0)};
+    EXPECT_EQ(panelGpuUtilization(gpus, ""), 11);
+    EXPECT_EQ(panelGpuUtilization(gpus, "B"), 22);
+    EXPECT_EQ(panelGpuUtilization(gpus, "b"), 11);
+    EXPECT_EQ(panelGpuUtilization(gpus, "gone"), 11);
+    EXPECT_EQ(panelGpuUtilization(gpus, "Idle"), 11);
+}
