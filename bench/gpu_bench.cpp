@@ -11,6 +11,7 @@
 #include <string>
 
 #include "gpu_service.h"
+#include "ratio.h"
 
 namespace {
 
@@ -38,24 +39,18 @@ private:
     std::array<char, 64> buffer_{};
 };
 
-double secondsFor(auto&& work) {
-    const Clock::time_point start = Clock::now();
-    work();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
 void refreshOfAnAmdCard(benchmark::State& state) {
     GPUService service(kRoot);
     BareReads bare;
     double refresh_seconds = 0;
     double bare_seconds = 0;
     for ([[maybe_unused]] auto round : state) {
-        const double refresh = secondsFor([&] { benchmark::DoNotOptimize(service.getAllGPUUsage(false)); });
-        bare_seconds += secondsFor([&] { bare.read(); });
+        const double refresh = secondsOf([&] { benchmark::DoNotOptimize(service.getAllGPUUsage(false)); });
+        bare_seconds += secondsOf([&] { bare.read(); });
         refresh_seconds += refresh;
         state.SetIterationTime(refresh);
     }
-    state.counters["ratio"] = refresh_seconds / bare_seconds;
+    reportRatio(state, refresh_seconds / bare_seconds, 1.5);
 }
 
 }  // namespace

@@ -20,10 +20,14 @@
 #include <vector>
 
 #include "process_service.h"
+#include "ratio.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr double kDesktopLimit = 0.6;
+constexpr double kWorstLimit = 1.2;
 
 constexpr uid_t kOwnUid = 1000;
 constexpr uid_t kNobodysUid = 4'000'000'000;
@@ -145,14 +149,7 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-template <typename Work>
-double secondsOf(Work work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return Seconds(std::chrono::steady_clock::now() - start).count();
-}
-
-void measure(benchmark::State& state, const std::string& root, uid_t uid) {
+void measure(benchmark::State& state, const std::string& root, uid_t uid, double limit) {
     ProcessService service(root, ProcessService::Clock::now(), uid);
     benchmark::DoNotOptimize(service.getProcesses());
     const auto directories = processDirectories(root);
@@ -171,30 +168,30 @@ void measure(benchmark::State& state, const std::string& root, uid_t uid) {
     state.counters["processes"] = processes;
     state.counters["us_each"] = median(refresh) * 1e6 / processes;
     state.counters["bare_us_each"] = median(bare) * 1e6 / processes;
-    state.counters["ratio"] = median(refresh) / median(bare);
+    reportRatio(state, median(refresh) / median(bare), limit);
 }
 
-/// Half of the processes are the user's, all are idle. Limit: 0.6.
+/// Half of the processes are the user's, all are idle.
 void processesGeneratedDesktop(benchmark::State& state) {
     const GeneratedTree tree(static_cast<int>(state.range()));
-    measure(state, tree.root(), kOwnUid);
+    measure(state, tree.root(), kOwnUid, kDesktopLimit);
 }
 
-/// No process is the user's, so that every uid must be read. Limit: 1.2.
+/// No process is the user's, so that every uid must be read.
 void processesGeneratedWorst(benchmark::State& state) {
     const GeneratedTree tree(static_cast<int>(state.range()));
-    measure(state, tree.root(), kNobodysUid);
+    measure(state, tree.root(), kNobodysUid, kWorstLimit);
 }
 
 /// The same two with the kernel's own files, which cost more to compose than to open.
 void processesKernelDesktop(benchmark::State& state) {
     const Sleepers sleepers(500);
-    measure(state, "/", Sleepers::owner());
+    measure(state, "/", Sleepers::owner(), kDesktopLimit);
 }
 
 void processesKernelWorst(benchmark::State& state) {
     const Sleepers sleepers(500);
-    measure(state, "/", kNobodysUid);
+    measure(state, "/", kNobodysUid, kWorstLimit);
 }
 
 }  // namespace
