@@ -1,0 +1,55 @@
+"""Starting where something of an ordinary session is missing or different."""
+
+import unittest
+from pathlib import Path
+
+from desktop_test_case import IMAGES, LOCK_FILE, DesktopTestCase
+
+
+class BareSurroundings(DesktopTestCase):
+    def draws_into(self, directory, environment):
+        """Runs the program, sees its images in `directory` and ends it."""
+        for name in IMAGES:
+            (directory / name).unlink(missing_ok=True)
+            self.addCleanup((directory / name).unlink, missing_ok=True)
+        program = self.start(environment)
+        program.newest_image(directory)
+        self.assertEqual(program.end(), 0)
+        self.assertFalse(LOCK_FILE.exists())
+
+    def test_without_runtime_directory_images_go_to_tmp(self):
+        self.draws_into(Path("/tmp"), {"XDG_RUNTIME_DIR": None})
+
+    def test_sandboxed_images_go_to_a_private_cache_directory(self):
+        cache = self.desktop.root / "sandbox/cache"
+        self.draws_into(cache / "Korvalune", {"FLATPAK_ID": "example", "XDG_CACHE_HOME": str(cache)})
+        self.assertEqual((cache / "Korvalune").stat().st_mode & 0o777, 0o700)
+
+    def test_sandboxed_images_go_below_home_without_a_cache_variable(self):
+        cache = Path(self.desktop.environment["HOME"]) / ".cache"
+        self.draws_into(cache / "Korvalune", {"FLATPAK_ID": "example", "XDG_CACHE_HOME": None})
+
+    def test_settings_come_from_home_without_a_config_variable(self):
+        program = self.start({"XDG_CONFIG_HOME": None}, settings="[items]\ncpuPercent=false\n")
+        program.newest_image()
+        self.assertEqual(program.end(), 0)
+
+
+class WithoutSessionBus(DesktopTestCase):
+    # The indicator and menu libraries and the accessibility bridge each say once that there is no bus.
+    expected_output = (r"libayatana-appindicator-WARNING .*Unable to get the session bus",
+                       r"LIBDBUSMENU-GLIB-WARNING .*Unable to get session bus",
+                       r"dbind-WARNING .*Couldn't connect to accessibility bus")
+
+    def test_refreshes_go_on_and_a_signal_ends_it(self):
+        absent = f"unix:path={self.desktop.runtime}/absent"
+        program = self.start({"DBUS_SESSION_BUS_ADDRESS": absent})
+        program.next_image()
+        program.next_image()
+        self.assertEqual(self.desktop.items(), [])
+        self.assertEqual(program.end(), 0)
+        self.assertFalse(LOCK_FILE.exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
