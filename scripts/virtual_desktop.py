@@ -382,6 +382,7 @@ def show(desktop, arguments):
 def main():
     arguments = parse_arguments()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))
+    signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job starts without it
     try:
         with VirtualDesktop(panel=arguments.panel, window_manager=arguments.window_manager) as desktop:
             return show(desktop, arguments)
