@@ -1,5 +1,6 @@
 #include "app.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,6 +12,11 @@
 namespace {
 
 constexpr const char* kImageNames[] = {"Korvalune_a", "Korvalune_b"};
+
+bool isOwnFile(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
 
 }  // namespace
 
@@ -101,11 +107,10 @@ void App::renderLabelIcon() {
     // The indicator's host looks at the picture again only when its name changes.
     const std::string name = kImageNames[++icon_counter_ % 2];
     const std::string target = imagePath(name);
-    if (written) {
-        std::rename(icon_path_.c_str(), target.c_str());
-    } else if (access(target.c_str(), F_OK) != 0) {
-        return;  // a name without a picture would leave the panel's slot blank
-    }
+    const bool replaced = written && std::rename(icon_path_.c_str(), target.c_str()) == 0;
+    // A name without a picture would leave the panel's slot blank, and in a directory that others may write
+    // to the picture may be theirs.
+    if (!replaced && !isOwnFile(target)) return;
     app_indicator_set_icon_full(indicator_, name.c_str(), "Korvalune");
 }
 

@@ -19,12 +19,16 @@ constexpr const char* kPathFormat = "%s/Korvalune-%d.lock";
 constexpr std::size_t kPathBytes = 256;
 
 /// A descriptor of the regular file at `path`, or -1. O_NONBLOCK keeps a pipe put in its place from holding
-/// the start up; a file with a second name may be somebody's document, linked here to be overwritten.
+/// the start up; a file of another user may name any process to keep us from starting, and one with a second
+/// name may be somebody's document, linked here to be overwritten.
 int openRegular(const char* path, int flags) {
     const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
     if (fd < 0) return -1;
     struct stat status {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1) return fd;
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+        status.st_uid == geteuid()) {
+        return fd;
+    }
     close(fd);
     return -1;
 }

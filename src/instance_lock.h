@@ -11,7 +11,7 @@ public:
     explicit InstanceLock(const std::string& dir = "/tmp");
 
     /// Whether the file names a live process that this user may signal. A file that is missing, unreadable,
-    /// no regular file, or holds anything else counts as left behind.
+    /// no regular file of this user, or holds anything else counts as left behind.
     bool heldByAnother() const;
 
     /// Writes our own process id. Without permission the program simply runs without a lock.

@@ -6,6 +6,9 @@
 
 namespace {
 
+/// More than any screen has room for. A settings file may repeat its items without end.
+constexpr std::size_t kMostSegments = 256;
+
 std::string percent(int value) {
     return std::to_string(value) + "%";
 }
@@ -43,6 +46,7 @@ std::optional<LabelSegment> segmentFor(MenuBarItemType type, const Settings& set
 std::vector<LabelSegment> buildLabelSegments(const Settings& settings, const SystemInfo& info) {
     std::vector<LabelSegment> segments;
     for (const MenuBarItemType type : settings.enabledItems()) {
+        if (segments.size() == kMostSegments) break;
         if (auto segment = segmentFor(type, settings, info)) segments.push_back(std::move(*segment));
     }
     return segments;

@@ -9,7 +9,8 @@
 #include "system_info.h"
 
 /// The panel's segments for the enabled items in the user's order. An item that has nothing to show (a
-/// machine without a sensor, a GPU or readable cores) adds none.
+/// machine without a sensor, a GPU or readable cores) adds none. Of more items than fit any panel, only the
+/// first ones are shown.
 std::vector<LabelSegment> buildLabelSegments(const Settings& settings, const SystemInfo& info);
 
 /// The utilization to show for the GPU that the user selected by model name, percent. The first GPU stands in

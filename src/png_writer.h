@@ -11,7 +11,7 @@
 
 /// Writes pictures as PNG files. The compressor's state and the buffers are kept from one picture to the
 /// next, and the rows are neither filtered nor searched deeply: for a panel image that takes a quarter of
-/// what the toolkit's own writer takes, at the same size.
+/// what the toolkit's own writer takes, at about the same size.
 class PngWriter {
 public:
     PngWriter();

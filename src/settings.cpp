@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include "autostart.h"
 #include "user_file.h"
@@ -55,6 +57,8 @@ void Settings::load() {
     items_.clear();
     const auto text = readUserFile(config_path_);
     if (!text) {
+        std::error_code unknown;
+        unread_ = std::filesystem::exists(config_path_, unknown);
         ensureAllTypes();
         return;
     }
@@ -120,6 +124,7 @@ std::string Settings::fileText() const {
 
 void Settings::save() {
     std::filesystem::create_directories(std::filesystem::path(config_path_).parent_path());
+    if (std::exchange(unread_, false)) keepUnreadFile(config_path_);
     replaceUserFile(config_path_, fileText());
     if (on_change) on_change();
 }

@@ -40,6 +40,7 @@ public:
     static const std::unordered_map<MenuBarItemType, std::string>& defaultColors();
 
     /// Takes over what the file says, line by line as it stands; without a readable file the default items.
+    /// One that is there but can't be read is moved aside by the next save().
     void load();
 
     /// Writes the whole file, then calls on_change. A file that can't be written stays as it is, unnoticed;
@@ -68,4 +69,6 @@ private:
     void loadGeneral(std::string_view key, std::string_view value);
     std::string fileText() const;
     bool isIndex(int index) const;
+
+    bool unread_ = false;  ///< there is a file that load() could not read
 };

@@ -31,12 +31,8 @@ void setText(PangoLayout* layout, std::string_view text) {
     }
 }
 
-void showText(cairo_t* context, PangoLayout* layout, const std::string& color_hex, double x, double y) {
-    double r = 0;
-    double g = 0;
-    double b = 0;
-    parseHex(color_hex, r, g, b);
-    cairo_set_source_rgba(context, r, g, b, 1.0);
+void showText(cairo_t* context, PangoLayout* layout, const TextPicture& text, double x, double y) {
+    cairo_set_source_rgba(context, text.r, text.g, text.b, 1.0);
     cairo_move_to(context, x, y);
     pango_cairo_show_layout(context, layout);
 }
@@ -80,25 +76,35 @@ void TextPictures::setFont() {
 }
 
 const TextPicture& TextPictures::get(std::string_view text, std::string_view color_hex) {
-    key_.assign(color_hex).append(1, '\0').append(text);
+    // The colour's text may be of any length and form: only what it means is kept.
+    double r = 0;
+    double g = 0;
+    double b = 0;
+    parseHex(std::string(color_hex), r, g, b);
+    key_.clear();
+    for (const double channel : {r, g, b})
+        key_.push_back(static_cast<char>(std::lround(channel * 255)));
+    key_.append(text);
     if (const auto found = by_key_.find(key_); found != by_key_.end()) {
         kept_.splice(kept_.begin(), kept_, found->second);
     } else {
-        kept_.push_front({key_, draw(text, color_hex)});
+        kept_.push_front({key_, draw(text, r, g, b)});
         by_key_.emplace(kept_.front().key, kept_.begin());
         kept_bytes_ += kept_.front().bytes();
     }
     return kept_.front().picture;
 }
 
-TextPicture TextPictures::draw(std::string_view text, std::string_view color_hex) {
+TextPicture TextPictures::draw(std::string_view text, double r, double g, double b) {
     TextPicture picture;
     if (text.size() > kMaxPixels) {
         picture.width = kTooWide;
         return picture;
     }
     picture.text = text;
-    picture.color_hex = color_hex;
+    picture.r = r;
+    picture.g = g;
+    picture.b = b;
     setText(layout_.get(), text);
     pango_layout_get_pixel_size(layout_.get(), &picture.width, nullptr);
 
@@ -126,7 +132,7 @@ void TextPictures::drawPixels(TextPicture& picture) const {
         reinterpret_cast<unsigned char*>(pixels.data()), CAIRO_FORMAT_ARGB32, picture.columns, height,
         picture.columns * 4));
     const CairoContext context(cairo_create(surface.get()));
-    showText(context.get(), layout_.get(), picture.color_hex, -picture.left, textTop(metrics_));
+    showText(context.get(), layout_.get(), picture, -picture.left, textTop(metrics_));
     cairo_surface_flush(surface.get());
     pixels.erase(pixels.begin(), pixels.begin() + std::ptrdiff_t{picture.columns} * picture.top);
     pixels.shrink_to_fit();
@@ -134,5 +140,5 @@ void TextPictures::drawPixels(TextPicture& picture) const {
 
 void TextPictures::drawAfresh(cairo_t* context, const TextPicture& picture, int x) {
     setText(layout_.get(), picture.text);
-    showText(context, layout_.get(), picture.color_hex, x, textTop(metrics_));
+    showText(context, layout_.get(), picture, x, textTop(metrics_));
 }

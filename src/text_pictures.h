@@ -21,7 +21,7 @@ struct PanelMetrics {
 /// A text drawn in one colour, cut down to its ink.
 struct TextPicture {
     std::string text;
-    std::string color_hex;
+    double r = 0, g = 0, b = 0;
     int width = 0;  ///< pixels the text advances, which is not the width of its ink
     int left = 0;   ///< of the ink, from the text's start
     int top = 0;    ///< of the ink, from the top of the panel
@@ -60,7 +60,7 @@ private:
 
     void forgetAll();
     void setFont();
-    TextPicture draw(std::string_view text, std::string_view color_hex);
+    TextPicture draw(std::string_view text, double r, double g, double b);
     void drawPixels(TextPicture& picture) const;
 
     PanelMetrics metrics_{.height = 0, .font_size = 0};

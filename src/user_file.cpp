@@ -108,6 +108,14 @@ std::optional<std::string> readUserFile(const std::string& path) {
     return std::nullopt;
 }
 
+void keepUnreadFile(const std::string& path) {
+    const auto target = finalTarget(path);
+    if (!target) return;
+    const Existing existing = inspect(*target);
+    if (existing.file && existing.replaceable)
+        rename(target->c_str(), (target->native() + ".unread").c_str());
+}
+
 bool replaceUserFile(const std::string& path, std::string_view content) {
     const auto target = finalTarget(path);
     if (!target) return false;

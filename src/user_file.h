@@ -10,6 +10,11 @@
 /// in the file's place counts as unreadable, as does a file beyond 64 MiB.
 std::optional<std::string> readUserFile(const std::string& path);
 
+/// Moves a file that readUserFile() could not read, but replaceUserFile() would replace, to the same name
+/// with
+/// ".unread" behind it: what it holds may be all that the user has.
+void keepUnreadFile(const std::string& path);
+
 /// Puts `content` in the place of a file, in a directory that exists. However the program ends meanwhile,
 /// killed or with the disk full, the file holds either its old content or the new one, whole.
 ///

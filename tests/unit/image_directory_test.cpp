@@ -34,5 +34,8 @@ TEST(ImageDirectory, InAFlatpakWithoutACacheIsBelowHome) {
 
 TEST(ImageDirectory, InAFlatpakWithoutCacheAndHomeIsBelowTmp) {
     const ScopedEnvironment environment({{"FLATPAK_ID", "x"}, {"XDG_CACHE_HOME", {}}, {"HOME", {}}});
+    const bool there = std::filesystem::exists("/tmp/.cache");
     EXPECT_EQ(imageDirectory(), "/tmp/.cache/Korvalune");
+    EXPECT_TRUE(std::filesystem::is_directory("/tmp/.cache/Korvalune"));
+    if (!there) std::filesystem::remove_all("/tmp/.cache");
 }

@@ -86,8 +86,9 @@ TEST_F(InstanceLockTest, AnotherUsersProcessDoesNotHoldIt) {
     if (getuid() == 0) {
         LiveProcess roots;
         write(std::to_string(roots.pid()));
-        fs::permissions(dir.path(), fs::perms::all);
         EXPECT_TRUE(lock.heldByAnother());
+        fs::permissions(dir.path(), fs::perms::all);
+        ASSERT_EQ(chown(lock.path().c_str(), 65534, 65534), 0);
         EXPECT_TRUE(passesInChild([&] {
             dropPrivileges();
             EXPECT_FALSE(lock.heldByAnother());
@@ -128,6 +129,16 @@ TEST_F(InstanceLockTest, AHardLinkToSomethingElseIsNotWritten) {
     fs::create_hard_link(dir / "document", lock.path());
     lock.take();
     EXPECT_EQ(content(), "precious");
+}
+
+TEST_F(InstanceLockTest, AFileOfAnotherUserIsNoLock) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+    LiveProcess other;
+    write(std::to_string(other.pid()));
+    ASSERT_EQ(chown(lock.path().c_str(), 12345, 12345), 0);
+    EXPECT_FALSE(lock.heldByAnother());
+    lock.take();
+    EXPECT_EQ(content(), std::to_string(other.pid()));
 }
 
 TEST_F(InstanceLockTest, APipeInItsPlaceHoldsNothingUp) {

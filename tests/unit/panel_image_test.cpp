@@ -400,5 +400,5 @@ TEST(PanelImage, MakesAFileAsSmallAsTheToolkits) {
                                                  {"MEM:", "5.1G/ 15G", "#40E0E0"}},
                                         coresWith({3, 50, 99, 12.5}), kPanel28);
     PngWriter writer;
-    EXPECT_LE(writer.encode(strip).size(), cairoPng(strip).size() * 13 / 10);
+    EXPECT_LE(writer.encode(strip).size(), cairoPng(strip).size() * 11 / 10);
 }

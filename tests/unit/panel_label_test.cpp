@@ -3,10 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "fake_kernel.h"
 #include "l10n.h"
+#include "user_home.h"
 
 using testing::ElementsAre;
 using testing::Field;
@@ -24,11 +23,10 @@ GPUUsage gpu(const char* name, int utilization) {
 /// Default settings and a snapshot of a machine that can feed every item.
 class PanelLabelTest : public testing::Test {
 protected:
-    PanelLabelTest() : config_home_(home_.root()) {
-        setenv("XDG_CONFIG_HOME", config_home_.c_str(), 1);
+    PanelLabelTest() {
         L10n::setLanguage("en");
         settings = std::make_unique<Settings>();
-        info = std::make_unique<SystemInfo>(home_.root());
+        info = std::make_unique<SystemInfo>(kernel_.root());
         info->core_usages = {{0, 10, 0}, {1, 20, 0}};
         info->average_cpu = 37.9;
         info->cpu_temperature = 52.9;
@@ -53,8 +51,8 @@ protected:
         return found.size() == 1 ? found[0] : LabelSegment{"none", "none", "none"};
     }
 
-    FakeKernel home_;
-    std::string config_home_;
+    UserHome home_;
+    FakeKernel kernel_;
     std::unique_ptr<Settings> settings;
     std::unique_ptr<SystemInfo> info;
 };
@@ -92,6 +90,11 @@ TEST_F(PanelLabelTest, NothingEnabledYieldsNothing) {
     for (auto& item : settings->items_)
         item.enabled = false;
     EXPECT_THAT(segments(), IsEmpty());
+}
+
+TEST_F(PanelLabelTest, ItemsRepeatedWithoutEndAreCutOff) {
+    settings->items_.assign(1'000'000, {MenuBarItemType::CpuPercent, true});
+    EXPECT_EQ(segments().size(), 256U);
 }
 
 TEST_F(PanelLabelTest, AnUnknownItemIsSkipped) {

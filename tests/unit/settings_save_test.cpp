@@ -112,6 +112,32 @@ TEST_F(SettingsSaveTest, ASaveCutShortLeavesTheOldFileAndTheChangeIsStillTold) {
     EXPECT_EQ(contentOf(file_), kDefaultFile);
 }
 
+TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadIsKeptBesideTheNewOne) {
+    const auto kept = home_.config() / "settings.conf.unread";
+    writeFile(file_, "[general]\ntheme=dark\n");
+    const bool unread_and_kept = passesInChild([&] {
+        rlimit before{};
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        Settings settings;
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        EXPECT_EQ(settings.theme_, "auto");
+        settings.setEnabled(0, false);
+        settings.setEnabled(0, true);
+        EXPECT_EQ(contentOf(file_), kDefaultFile);
+    });
+    EXPECT_TRUE(unread_and_kept);
+    EXPECT_EQ(contentOf(kept), "[general]\ntheme=dark\n");
+}
+
+TEST_F(SettingsSaveTest, AFileThatCameLaterIsReplaced) {
+    Settings settings;
+    writeFile(file_, "[general]\n");
+    settings.save();
+    EXPECT_FALSE(fs::exists(home_.config() / "settings.conf.unread"));
+}
+
 TEST_F(SettingsSaveTest, ADirectoryThatCanNotBeMadeThrows) {
     writeFile(home_ / ".config", "a file");
     Settings settings;

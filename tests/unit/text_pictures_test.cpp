@@ -34,6 +34,14 @@ TEST(TextPictures, TheColourIsPartOfThePicture) {
     EXPECT_NE(red.pixels, blue.pixels);
 }
 
+TEST(TextPictures, WaysToWriteAColourMakeNoDifference) {
+    TextPictures pictures;
+    pictures.beginFrame(kPanel28);
+    const TextPicture& picture = pictures.get("37%", "#FF0000");
+    EXPECT_EQ(&pictures.get("37%", "FF0000"), &picture);
+    EXPECT_EQ(&pictures.get("37%", "#" + std::string(1'000'000, '0') + "FF0000"), &picture);
+}
+
 TEST(TextPictures, StayBoundedOverManyFrames) {
     TextPictures pictures;
     for (int frame = 0; frame < 5000; ++frame) {
