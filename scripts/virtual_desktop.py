@@ -41,6 +41,9 @@ WINDOW_MANAGERS = {
 # The panel's own numbers for "the whole upper edge" and "the whole lower edge" of the screen.
 PANEL_POSITIONS = {"top": "p=6;x=0;y=0", "bottom": "p=10;x=0;y=0"}
 
+ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+TURN_SECONDS = 300
+
 # Marks every process of a desktop, so that also those which the session bus started are found at the end.
 MARK = "KORVALUNE_VIRTUAL_DESKTOP"
 
@@ -105,8 +108,20 @@ class VirtualDesktop:
             self.start_panel()
 
     def stop(self):
-        if self.bus and not self.bus.is_closed():
-            self.bus.close_sync(None)
+        # A second Ctrl+C must not leave half of the desktop behind.
+        hurry = {number: signal.signal(number, signal.SIG_IGN) for number in ENDING_SIGNALS}
+        try:
+            self._stop()
+        finally:
+            for number, handler in hurry.items():
+                signal.signal(number, handler)
+
+    def _stop(self):
+        try:
+            if self.bus and not self.bus.is_closed():
+                self.bus.close_sync(None)
+        except GLib.Error:
+            pass  # the bus itself has died
         self._end_marked_processes()
         for process in self._processes:
             process.wait()
@@ -166,11 +181,16 @@ class VirtualDesktop:
         """One desktop of a user at a time: the program itself runs only once per user."""
         flags = os.O_CREAT | os.O_RDWR | os.O_NOFOLLOW | os.O_CLOEXEC
         self._turn = os.open(f"/tmp/korvalune-desktop-{os.getuid()}.turn", flags, 0o600)
+        if not self._turn_taken():
+            print("waiting for another virtual desktop to end", file=sys.stderr, flush=True)
+            wait_until(self._turn_taken, TURN_SECONDS, "another virtual desktop to end", interval=0.5)
+
+    def _turn_taken(self):
         try:
             fcntl.flock(self._turn, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
-            print("waiting for another virtual desktop to end", file=sys.stderr, flush=True)
-            fcntl.flock(self._turn, fcntl.LOCK_EX)
+            return False
+        return True
 
     def _make_home(self):
         keep = ("PATH", "USER", "LOGNAME", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS")
@@ -263,8 +283,11 @@ class VirtualDesktop:
         """The registered status items."""
         if not self.owner_of(WATCHER):
             return []
-        answer = self.call(WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
-                           GLib.Variant("(ss)", (WATCHER, "RegisteredStatusNotifierItems")))[0]
+        try:
+            answer = self.call(WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
+                               GLib.Variant("(ss)", (WATCHER, "RegisteredStatusNotifierItems")))[0]
+        except GLib.Error:
+            return []  # it has just gone
         parts = (item.partition("/") for item in answer)
         return [StatusItem(self, name, "/" + path) for name, _, path in parts]
 
@@ -365,29 +388,38 @@ def take_screenshot(desktop, program, path):
     print(desktop.screenshot(path), flush=True)
 
 
+def end_program(program):
+    """Before its desktop goes: a program whose X server dies can't clean up."""
+    program.terminate()
+    try:
+        program.wait(5)
+    except subprocess.TimeoutExpired:
+        program.kill()
+
+
 def show(desktop, arguments):
     """Runs the program until it ends, the time is up or somebody presses Ctrl+C; the exit status."""
     program = desktop.run(arguments.program)
     print("running in a virtual desktop until Ctrl+C", file=sys.stderr)
     started = time.monotonic()
-    if arguments.screenshot:
-        take_screenshot(desktop, program, arguments.screenshot)
-    left = None if arguments.seconds is None else max(0, arguments.seconds - (time.monotonic() - started))
     try:
+        if arguments.screenshot:
+            take_screenshot(desktop, program, arguments.screenshot)
+        left = None if arguments.seconds is None else max(0, arguments.seconds - (time.monotonic() - started))
         return program.wait(left)
     except subprocess.TimeoutExpired:
         return 0
+    finally:
+        end_program(program)
 
 
 def main():
     arguments = parse_arguments()
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(0))
-    signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background job starts without it
+    for number in ENDING_SIGNALS:  # set also for SIGINT, without which a shell's background jobs start
+        signal.signal(number, lambda *_: sys.exit(0))
     try:
         with VirtualDesktop(panel=arguments.panel, window_manager=arguments.window_manager) as desktop:
             return show(desktop, arguments)
-    except KeyboardInterrupt:
-        return 0
     except DesktopError as error:
         print(error, file=sys.stderr)
         return 1

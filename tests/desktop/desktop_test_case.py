@@ -18,6 +18,7 @@ IMAGES = ("Korvalune_icon.png", "Korvalune_a.png", "Korvalune_b.png")
 START_SECONDS = 20  # patience for a sanitized program on a busy machine
 REFRESH_SECONDS = 2
 CORES = os.cpu_count()
+BARS_WIDTH = CORES * (5 if CORES < 64 else 2) - (1 if CORES < 64 else 0) + 4
 ITEMS = ("cpuPercent", "cpuBars", "temperature", "gpuPercent", "networkSpeed", "memoryFree", "swapUsed")
 
 

@@ -3,7 +3,7 @@
 import unittest
 from pathlib import Path
 
-from desktop_test_case import IMAGES, LOCK_FILE, DesktopTestCase
+from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, DesktopTestCase, Picture, settings_text, wait_until
 
 
 class BareSurroundings(DesktopTestCase):
@@ -30,9 +30,21 @@ class BareSurroundings(DesktopTestCase):
         self.draws_into(cache / "Korvalune", {"FLATPAK_ID": "example", "XDG_CACHE_HOME": None})
 
     def test_settings_come_from_home_without_a_config_variable(self):
-        program = self.start({"XDG_CONFIG_HOME": None}, settings="[items]\ncpuPercent=false\n")
-        program.newest_image()
+        program = self.start({"XDG_CONFIG_HOME": None}, settings=settings_text("cpuBars"))
+        self.assertEqual(Picture.load(program.newest_image()).width, BARS_WIDTH)
         self.assertEqual(program.end(), 0)
+
+    def test_a_picture_that_cannot_be_put_in_place_is_not_shown(self):
+        planted = [Path("/tmp") / name for name in IMAGES[1:]]
+        for path in planted:
+            path.mkdir()  # what a rename can't replace
+            self.addCleanup(path.rmdir)
+        program = self.start({"XDG_RUNTIME_DIR": None})
+        item = program.item()
+        wait_until(lambda: Path("/tmp/Korvalune_icon.png").exists(), 10, "a drawn image")
+        self.assertEqual(item.properties()["IconName"], "korvalune")
+        self.assertEqual(program.end(), 0)
+        Path("/tmp/Korvalune_icon.png").unlink()
 
 
 class WithoutSessionBus(DesktopTestCase):

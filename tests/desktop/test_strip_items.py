@@ -4,9 +4,9 @@ import sys
 import unittest
 from pathlib import Path
 
-from desktop_test_case import CORES, PANEL_COLOUR, REFRESH_SECONDS, DesktopTestCase, Picture, settings_text
+from desktop_test_case import BARS_WIDTH, CORES, PANEL_COLOUR, REFRESH_SECONDS, DesktopTestCase, Picture
+from desktop_test_case import settings_text
 
-BARS_WIDTH = CORES * (5 if CORES < 64 else 2) - (1 if CORES < 64 else 0) + 4
 BAR_LEFT, BAR_TOP = 2, 2
 TROUGH = (38, 38, 38)  # half grey at three tenths over black
 HOSTILE_SETTINGS = {
@@ -14,6 +14,11 @@ HOSTILE_SETTINGS = {
     "one endless line": b"[items]\ncpuPercent" + b"=" * 2_000_000,
     "unclosed section": b"[items\ncpuBars=true\n[\n]\n=\n==\n",
     "unknown and repeated items": b"[items]\n" + b"nonsense=true\ncpuBars=true\n" * 40,
+    "endless items": b"[items]\n" + b"x=true\n" * 150_000,
+    "endless values": b"[general]\nlanguage=" + b"l" * 1_000_000 + b"\nselectedNetwork=" + b"n" * 1_000_000
+                      + b"\n[colors]\ncpuPercent=#" + b"0" * 1_000_000 + b"\n",
+    "lines as on other systems": b"[general]\r\ntheme=dark\r\n[items]\r\ncpuBars=true\r\n",
+    "zero bytes": b"[general]\nlanguage=d\0e\nselectedGPU=\0\n[items]\ncpu\0Bars=true\n[colors]\ncpuPercent=#\0F\n",
     "odd colours": b"[items]\n[colors]\ncpuPercent=\nmemoryFree=#FFF\nswapUsed=#zzzzzz\nnetworkSpeed=%n%s\n",
     "broken text": b"[general]\nlanguage=\xff\xfe\ntheme=<b>\nselectedGPU=\xc3\x28\nselectedNetwork=../../x\n",
 }
@@ -118,7 +123,7 @@ class StripItems(DesktopTestCase):
         program.next_image()  # it saw the cores busy for a part of its time only
         busy = Picture.load(program.next_image())
         self.assertGreater(min(bar_heights(busy)), 0.9)
-        if max(bar_heights(calm)) < 0.9:  # otherwise the machine had no more to give
+        if max(bar_heights(calm)) < 0.5:  # otherwise the machine had no more to give
             self.assertFalse(figure(busy).matches(figure(calm)), "the drawn percentage stood still")
 
 
