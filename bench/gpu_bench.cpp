@@ -3,11 +3,8 @@
 // alike. Files of a fixture are cheaper to read than the kernel's, so that the ratio on a real card is lower.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <string>
 
 #include "gpu_service.h"
@@ -15,38 +12,20 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 const std::string kRoot = FIXTURES_DIR "/gpu-amd";
 const std::string kDevice = kRoot + "/sys/class/drm/card0/device";
 
-/// The least that a program can do: open, read and close the same files into one fixed buffer.
-class BareReads {
-public:
-    void read() {
-        for (const std::string& path : paths_) {
-            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-            if (fd < 0) continue;
-            benchmark::DoNotOptimize(::read(fd, buffer_.data(), buffer_.size()));
-            benchmark::ClobberMemory();
-            close(fd);
-        }
-    }
-
-private:
-    std::array<std::string, 3> paths_{kDevice + "/power/runtime_status", kDevice + "/gpu_busy_percent",
-                                      kDevice + "/mem_busy_percent"};
-    std::array<char, 64> buffer_{};
-};
+const std::array<std::string, 3> kFiles{kDevice + "/power/runtime_status", kDevice + "/gpu_busy_percent",
+                                        kDevice + "/mem_busy_percent"};
 
 void refreshOfAnAmdCard(benchmark::State& state) {
     GPUService service(kRoot);
-    BareReads bare;
+    std::array<char, 64> buffer{};
     double refresh_seconds = 0;
     double bare_seconds = 0;
     for ([[maybe_unused]] auto round : state) {
         const double refresh = secondsOf([&] { benchmark::DoNotOptimize(service.getAllGPUUsage(false)); });
-        bare_seconds += secondsOf([&] { bare.read(); });
+        bare_seconds += secondsOf([&] { readBare(kFiles, buffer); });
         refresh_seconds += refresh;
         state.SetIterationTime(refresh);
     }

@@ -135,14 +135,6 @@ std::vector<std::string> processDirectories(const std::string& root) {
     return paths;
 }
 
-void readBare(const std::string& path) {
-    std::array<char, 4096> bytes;
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    benchmark::DoNotOptimize(read(fd, bytes.data(), bytes.size()));
-    close(fd);
-}
-
 double median(std::vector<double> values) {
     std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
                      values.end());
@@ -157,11 +149,12 @@ void measure(benchmark::State& state, const std::string& root, uid_t uid, double
     for (const auto& directory : directories)
         files.insert(files.end(), {directory + "/stat", directory + "/status"});
 
+    std::array<char, 4096> buffer{};
     std::vector<double> refresh;
     std::vector<double> bare;
     for ([[maybe_unused]] auto _ : state) {
         refresh.push_back(secondsOf([&] { benchmark::DoNotOptimize(service.getProcesses()); }));
-        bare.push_back(secondsOf([&] { std::for_each(files.begin(), files.end(), readBare); }));
+        bare.push_back(secondsOf([&] { readBare(files, buffer); }));
         state.SetIterationTime(refresh.back());
     }
     const double processes = static_cast<double>(directories.size());

@@ -3,10 +3,7 @@
 // other; on a busy machine both grow alike.
 
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -42,41 +39,26 @@ private:
     Clock::time_point now_ = Clock::now();
 };
 
-/// The least that a program can do: open, read and close the same files into one fixed buffer.
-class BareReads {
-public:
-    explicit BareReads(const std::string& root) {
-        for (const char* file : {"/proc/stat", "/proc/net/dev", "/proc/meminfo"})
-            paths_.push_back(kernelPath(root, file));
-        const std::string sensor = TemperatureService(root).hwmonPath();
-        if (!sensor.empty()) paths_.push_back(sensor);
-    }
-
-    void read() {
-        for (const std::string& path : paths_) {
-            const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-            if (fd < 0) continue;
-            benchmark::DoNotOptimize(::read(fd, buffer_.data(), buffer_.size()));
-            benchmark::ClobberMemory();
-            close(fd);
-        }
-    }
-
-private:
-    std::vector<std::string> paths_;
-    std::array<char, 65536> buffer_{};
-};
+std::vector<std::string> filesOf(const std::string& root) {
+    std::vector<std::string> paths;
+    for (const char* file : {"/proc/stat", "/proc/net/dev", "/proc/meminfo"})
+        paths.push_back(kernelPath(root, file));
+    const std::string sensor = TemperatureService(root).hwmonPath();
+    if (!sensor.empty()) paths.push_back(sensor);
+    return paths;
+}
 
 /// Times refreshes and bare reads in turn; the reported time is that of a refresh.
 void compare(benchmark::State& state, const std::string& root, double limit) {
     Services services(root);
-    BareReads bare(root);
+    const std::vector<std::string> files = filesOf(root);
+    std::vector<char> buffer(65536);
     double refresh_seconds = 0;
     double bare_seconds = 0;
     for ([[maybe_unused]] auto _ : state) {
         const double seconds = secondsOf([&] { services.refresh(); });
         refresh_seconds += seconds;
-        bare_seconds += secondsOf([&] { bare.read(); });
+        bare_seconds += secondsOf([&] { readBare(files, buffer); });
         state.SetIterationTime(seconds);
     }
     state.counters["bare"] = benchmark::Counter(bare_seconds, benchmark::Counter::kAvgIterations);
