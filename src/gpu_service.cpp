@@ -50,8 +50,7 @@ void GPUService::addCard(const DrmCard& found) {
                       found.slot,
                       powerStateFile(found.device),
                       found.device + "/gpu_busy_percent",
-                      found.device + "/mem_busy_percent",
-                      isAsleep(powerStateFile(found.device))});
+                      found.device + "/mem_busy_percent"});
 }
 
 /// True when the card's name has changed.
@@ -59,7 +58,8 @@ bool GPUService::updateName(Card& card, Clock::time_point deadline) {
     if (card.slot.empty()) return false;
     // To print a device's name, lspci reads its configuration registers, which wakes it up.
     const PatientCommand::Arguments question{"lspci", "-s", card.slot};
-    const auto answer = card.asleep ? lspci_.collect(question) : lspci_.ask(question, deadline);
+    const auto answer =
+        isAsleep(card.power_state) ? lspci_.collect(question) : lspci_.ask(question, deadline);
     if (!answer) return false;
     card.slot.clear();
     const std::string name = nameFromLspci(answer->output);
@@ -86,8 +86,6 @@ void GPUService::listGPUs() {
 
 std::vector<GPUUsage> GPUService::getAllGPUUsage(bool with_processes) {
     Round round{with_processes, Clock::now() + limits_.wait};
-    for (Card& card : cards_)
-        card.asleep = isAsleep(card.power_state);
     updateNames(round.deadline);
 
     std::vector<GPUUsage> usages;
@@ -104,7 +102,8 @@ std::vector<GPUUsage> GPUService::getAllGPUUsage(bool with_processes) {
 GPUUsage GPUService::readAMD(const Card& card, Round& round) const {
     GPUUsage usage;
     usage.model_name = card.info.name;
-    if (!card.asleep) {
+    // The state as it is now: asking the programs may have taken long enough for the device to fall asleep.
+    if (!isAsleep(card.power_state)) {
         usage.utilization = readSysfsInt(card.busy);
         usage.memory_utilization = readSysfsInt(card.memory_busy);
     }
@@ -119,7 +118,7 @@ GPUUsage GPUService::readIntel(const Card& card) const {
     usage.model_name = card.info.name;
     // The clocks are those of the first card, which on a machine with two may be the other one.
     const bool first = clocks_.device == card.info.sysfs_path;
-    if (card.asleep || (!first && isAsleep(clocks_.power_state))) return usage;
+    if (isAsleep(card.power_state) || (!first && isAsleep(clocks_.power_state))) return usage;
     const std::int64_t current = readSysfsInt(clocks_.current);
     const std::int64_t maximum = readSysfsInt(clocks_.maximum);
     if (maximum > 0) usage.utilization = clampedToInt(current * 100 / maximum);

@@ -37,7 +37,6 @@ private:
         std::string power_state;  ///< power/runtime_status
         std::string busy;         ///< gpu_busy_percent, AMD
         std::string memory_busy;  ///< mem_busy_percent, AMD
-        bool asleep = false;      ///< at the last look
     };
 
     /// The clocks of the first card of any maker.

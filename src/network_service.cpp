@@ -113,14 +113,22 @@ NetworkService::NetworkService(const std::string& root, Clock::time_point now)
     restart(now);
 }
 
+std::optional<NetworkService::NetBytes> NetworkService::tryReadBytes() {
+    const auto text = dev_.read();
+    if (!text) return std::nullopt;
+    return parseNetDev(*text, selected_iface_);
+}
+
 NetworkService::NetBytes NetworkService::readBytes() {
-    return parseNetDev(dev_.read().value_or(std::string_view()), selected_iface_);
+    return tryReadBytes().value_or(NetBytes{});
 }
 
 NetworkSpeed NetworkService::getSpeed(Clock::time_point now) {
     const double seconds = std::chrono::duration<double>(now - prev_time_).count();
     if (seconds >= kShortestSeconds) {
-        const auto [rx, tx] = readBytes();
+        // Without a reading nothing is known to have come; the totals since boot must not count when it is
+        // back.
+        const auto [rx, tx] = tryReadBytes().value_or(NetBytes{prev_rx_, prev_tx_});
         smoothed_down_ =
             smoothRate(smoothed_down_, static_cast<double>(countedSince(prev_rx_, rx)) / seconds);
         smoothed_up_ = smoothRate(smoothed_up_, static_cast<double>(countedSince(prev_tx_, tx)) / seconds);

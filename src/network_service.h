@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,7 +43,7 @@ public:
     /// Starts with the interface that is up and has received most, or with all when none is up.
     explicit NetworkService(const std::string& root = "/", Clock::time_point now = Clock::now());
 
-    /// The totals of the chosen interface, or of all but "lo".
+    /// The totals of the chosen interface, or of all but "lo"; 0 when they can't be read.
     NetBytes readBytes();
 
     /// The rates since the last call. A call within 0.1 seconds of it reads nothing and repeats its answer.
@@ -55,6 +56,7 @@ public:
     static std::vector<NetInterface> listInterfaces(const std::string& root = "/");
 
 private:
+    std::optional<NetBytes> tryReadBytes();
     void restart(Clock::time_point now);
 
     KernelFile dev_;

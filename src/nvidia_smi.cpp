@@ -119,7 +119,9 @@ void NvidiaSmi::detect(Clock::time_point deadline) {
         std::string power_state = powerStateFile(directory);
         devices_.push_back({std::move(directory), std::move(power_state)});
     }
-    names_ = {kUnnamedBoard};
+    const auto ours = std::count_if(devices_.begin(), devices_.end(),
+                                    [](const Device& device) { return !hasForeignDriver(device.directory); });
+    names_.assign(static_cast<std::size_t>(std::max<std::ptrdiff_t>(ours, 1)), kUnnamedBoard);
     updateNames(deadline);
 }
 

@@ -66,6 +66,7 @@ std::optional<std::string_view> findLogin(std::string_view passwd, std::string_v
 struct ProcessService::StatRecord {
     std::string_view name;
     std::optional<ProcTime> time;
+    std::uint64_t start = 0;  ///< clock ticks since boot
     std::optional<long> rss;  ///< resident pages
 };
 
@@ -104,14 +105,17 @@ std::optional<ProcessService::StatRecord> ProcessService::parseRecord(std::strin
     const auto* close = static_cast<const char*>(memrchr(text.data(), ')', text.size()));
     if (!open || !close || close < open) return std::nullopt;
 
-    StatRecord record{.name = std::string_view(open + 1, close), .time = std::nullopt, .rss = std::nullopt};
+    StatRecord record;
+    record.name = std::string_view(open + 1, close);
     std::string_view rest(close, text.data() + text.size());
     rest.remove_prefix(std::min<std::size_t>(rest.size(), 2));
     FieldScanner fields(rest);
     fields.skip(11);  // state ppid pgrp session tty_nr tpgid flags minflt cminflt majflt cmajflt
     ProcTime time;
     if (fields.number(time.utime) && fields.number(time.stime)) record.time = time;
-    fields.skip(8);  // cutime cstime priority nice num_threads itrealvalue starttime vsize
+    fields.skip(6);  // cutime cstime priority nice num_threads itrealvalue
+    fields.number(record.start);
+    fields.skip(1);  // vsize
     long rss = 0;
     if (fields.number(rss)) record.rss = rss;
     return record;
@@ -146,10 +150,11 @@ void ProcessService::add(int pid, std::string_view entry, const StatRecord& stat
                   kMibPerByte;
     if (const KnownProc* before = findKnown(pid)) {
         process.was_own = before->own;
-        if (before->time && stat.time) process.cpu = cpuPercent(*before->time, *stat.time, elapsed);
+        if (before->time && stat.time && before->start == stat.start)
+            process.cpu = cpuPercent(*before->time, *stat.time, elapsed);
     }
     procs_.push_back(process);
-    times_.push_back({.pid = pid, .own = process.was_own, .time = stat.time});
+    times_.push_back({.pid = pid, .own = process.was_own, .time = stat.time, .start = stat.start});
 }
 
 /// Among equally busy processes those come first that were the user's, as both lists are then full soonest.

@@ -56,6 +56,7 @@ private:
         int pid = 0;
         bool own = false;              ///< whether it was the user's when its uid was last read
         std::optional<ProcTime> time;  ///< none when its stat file was cut off before them
+        std::uint64_t start = 0;       ///< clock ticks from boot to its start: another one is another process
     };
 
     /// A piece of names_.

@@ -28,6 +28,8 @@ SystemInfo::~SystemInfo() {
 }
 
 void SystemInfo::start() {
+    stop();
+    removeTimer(first_refresh_);
     fast_timer_ = g_timeout_add(kFastMs, onFastTimer, this);
     slow_timer_ = g_timeout_add(kSlowMs, onSlowTimer, this);
     first_refresh_ = g_timeout_add(kFirstMs, onFirstRefresh, this);

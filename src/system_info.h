@@ -67,10 +67,11 @@ public:
     GPUService gpu_service_;
     ProcessService process_service_;
 
+    guint fast_timer_ = 0;  ///< source id, 0 = not running
+    guint slow_timer_ = 0;
+
 private:
     static gboolean onFirstRefresh(gpointer self);
 
-    guint fast_timer_ = 0;
-    guint slow_timer_ = 0;
     guint first_refresh_ = 0;
 };

@@ -114,9 +114,10 @@ TEST(ChildProcess, DoesNotWaitForWhatTheProgramLeavesBehind) {
 
 TEST(ChildProcess, KillingEndsTheWholeGroup) {
     FakePrograms programs;
-    programs.script("tool", "(sleep 0.3; echo >survived) & sleep 20");
+    programs.script("tool", "(echo >begun; sleep 0.3; echo >survived) & sleep 20");
     ChildProcess child({"tool"});
-    EXPECT_FALSE(child.finishBy(Clock::now() + 50ms));
+    while (!programs.exists("begun"))
+        EXPECT_FALSE(child.finishBy(Clock::now() + 10ms));
     child.kill();
     EXPECT_TRUE(child.finishBy(Clock::now() + kLong));
     EXPECT_EQ(child.exitStatus(), 128 + SIGKILL);

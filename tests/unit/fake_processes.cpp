@@ -15,8 +15,8 @@ ProcessService::Clock::time_point at(double seconds) {
 
 std::string statText(int pid, const FakeProcess& p) {
     return std::to_string(pid) + " (" + p.name + ") S 1 2 3 0 -1 4194560 11 12 13 14 " +
-           std::to_string(p.utime) + " " + std::to_string(p.stime) + " 91 92 20 0 4 0 1834 412618752 " +
-           std::to_string(p.rss) +
+           std::to_string(p.utime) + " " + std::to_string(p.stime) + " 91 92 20 0 4 0 " +
+           std::to_string(p.start) + " 412618752 " + std::to_string(p.rss) +
            " 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 3 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
 }
 

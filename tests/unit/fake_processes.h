@@ -26,6 +26,7 @@ struct FakeProcess {
     uid_t uid = kOwn;
     std::uint64_t utime = 0, stime = 0;  ///< clock ticks
     long rss = 0;                        ///< pages
+    std::uint64_t start = 1834;          ///< clock ticks after boot
 };
 
 std::string statText(int pid, const FakeProcess& process);

@@ -16,7 +16,7 @@
 /// A machine of fixture files and scripts for the GPU service to look at.
 class GPUMachineTest : public testing::Test {
 protected:
-    static constexpr CommandLimits kShort{std::chrono::milliseconds(200), std::chrono::seconds(60)};
+    static constexpr CommandLimits kShort{std::chrono::milliseconds(500), std::chrono::seconds(60)};
 
     /// A copy of a fixture that the test may change.
     void machine(std::string_view name) {

@@ -74,6 +74,21 @@ TEST_F(GPUServiceTest, AMDListsItsProcessesOnRequest) {
     EXPECT_EQ(usages[0].processes[3].vram_mb, 0U) << "900 KiB round down";
 }
 
+TEST_F(GPUServiceTest, EachClientCountsForEachAMDCard) {
+    machine("gpu-amd");
+    std::filesystem::copy(kernel.at("/sys/class/drm/card0"), kernel.at("/sys/class/drm/card1"),
+                          std::filesystem::copy_options::recursive);
+    GPUService service(kernel.root());
+    const auto usages = service.getAllGPUUsage(true);
+    ASSERT_EQ(usages.size(), 2U);
+    EXPECT_EQ(usages[0].processes.size(), 4U);
+    EXPECT_EQ(usages[1].processes.size(), 4U);
+}
+
+TEST_F(GPUServiceTest, TheProgramsMayTakeTwoSeconds) {
+    EXPECT_EQ(CommandLimits{}.wait, std::chrono::seconds(2));
+}
+
 TEST_F(GPUServiceTest, AMDOpensThreeFilesARefresh) {
     machine("gpu-amd");
     GPUService service(kernel.root());
@@ -241,6 +256,20 @@ TEST_F(GPUServiceTest, ASleepingCardIsNotTouched) {
     }
     EXPECT_THAT(log.take(), IsEmpty());
     EXPECT_EQ(programs.runs().size(), 1U);
+}
+
+TEST_F(GPUServiceTest, ACardThatFallsAsleepDuringTheCallIsNotTouched) {
+    machine("gpu-amd");
+    const std::string state = kernel.at("/sys/class/drm/card0/device/power/runtime_status").string();
+    nvidiaSmi("names-one.txt", "utilization-one.txt", "processes.txt",
+              "case $1 in *=name) ;; *) echo suspended >'" + state + "';; esac");
+    GPUService service(kernel.root());
+    AccessLog log;
+    log.watch(kernel.at("/sys/class/drm/card0/device"));
+    const auto usages = service.getAllGPUUsage(false);
+    EXPECT_EQ(usages[0].utilization, 45);
+    expectZeros(usages[1]);
+    EXPECT_THAT(log.take(), IsEmpty());
 }
 
 TEST_F(GPUServiceTest, ACardThatWakesUpIsSampledAndNamed) {

@@ -232,6 +232,18 @@ TEST(NetworkService, ACounterThatWasResetCountsFromZero) {
     EXPECT_DOUBLE_EQ(speed.bytes_up_per_sec, 100);
 }
 
+TEST(NetworkService, AFileThatIsGoneForATickLeavesNoSpike) {
+    FakeKernel kernel;
+    count(kernel, 50'000'000'000, 700);
+    NetworkService service(kernel.root(), kStart);
+    count(kernel, 50'000'001'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 1s).bytes_down_per_sec, 1000);
+    kernel.remove("/proc/net/dev");
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 2s).bytes_down_per_sec, 700);
+    count(kernel, 50'000'001'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 3s).bytes_down_per_sec, 490);
+}
+
 TEST(NetworkService, StartsWithTheBusiestInterfaceThatIsUp) {
     FakeKernel kernel;
     kernel.file("/proc/net/dev",

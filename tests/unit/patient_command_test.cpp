@@ -13,7 +13,7 @@ namespace {
 
 const PatientCommand::Arguments kQuestion{"tool", "figures"};
 const PatientCommand::Arguments kOther{"tool", "names"};
-constexpr CommandLimits kShort{200ms, 60'000ms};
+constexpr CommandLimits kShort{500ms, 60'000ms};
 
 /// A program that runs until it is told what to answer, and that notes when it finds itself not alone.
 constexpr const char* kHanging =

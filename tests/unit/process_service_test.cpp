@@ -272,3 +272,13 @@ TEST_F(ProcessServiceTest, FindsAReplacementWhenAKnownProcessEnds) {
     std::erase(expected, 60);
     EXPECT_EQ(pidsOf(service.getProcesses(at(1)).user), expected);
 }
+
+TEST_F(ProcessServiceTest, APidThatPassedToAnotherProcessStartsFromZero) {
+    put(9, {.utime = ticks(1), .start = 1000});
+    ProcessService service = make();
+    service.getProcesses(at(1));
+    put(9, {.utime = ticks(6), .start = 999'999});
+    EXPECT_EQ(service.getProcesses(at(2)).top.at(0).cpu_usage, 0);
+    put(9, {.utime = ticks(6.5), .start = 999'999});
+    EXPECT_NEAR(service.getProcesses(at(3)).top.at(0).cpu_usage, 50, 1e-9);
+}

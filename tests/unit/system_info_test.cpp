@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "fake_kernel.h"
+#include "fake_programs.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ protected:
     }
 
     FakeKernel kernel;
+    FakePrograms programs;  // no nvidia-smi of this machine
 };
 
 /// Whether a timer or another source of the main loop would call into the object at this address.
@@ -148,21 +150,29 @@ TEST_F(SystemInfoTest, GpuProcessesArePairedByPlace) {
 TEST_F(SystemInfoTest, StoppingIsHarmlessAtAnyTime) {
     SystemInfo info(kernel.root());
     info.stop();
+    EXPECT_FALSE(hasSource(&info));
     info.start();
     info.stop();
     info.stop();
+    EXPECT_EQ(info.fast_timer_, 0U);
+    EXPECT_EQ(info.slow_timer_, 0U);
 }
 
 TEST_F(SystemInfoTest, TheFirstRefreshComesAfterHalfASecondEvenWhenStopped) {
     SystemInfo info(kernel.root());
     int calls = 0;
     info.on_fast_update = [&] { ++calls; };
+    int slow_calls = 0;
+    info.active_tab = "processes";
+    info.on_slow_update = [&] { ++slow_calls; };
     const gint64 start = g_get_monotonic_time();
     info.start();
     info.stop();
-    while (hasSource(&info))
-        g_main_context_iteration(nullptr, TRUE);
+    ASSERT_EQ(info.fast_timer_, 0U);
+    while (hasSource(&info) && g_get_monotonic_time() - start < 10'000'000)
+        g_main_context_iteration(nullptr, FALSE);
     EXPECT_EQ(calls, 1);
+    EXPECT_EQ(slow_calls, 1);
     EXPECT_GE(g_get_monotonic_time() - start, (SystemInfo::kFirstMs - 1) * 1000);
 }
 
@@ -176,6 +186,57 @@ TEST_F(SystemInfoTest, NothingCallsIntoADestroyedObject) {
     EXPECT_FALSE(hasSource(place.data()));
 }
 
+TEST_F(SystemInfoTest, StartingInstallsBothTimersAndTheFirstRefresh) {
+    SystemInfo info(kernel.root());
+    const gint64 now = g_get_monotonic_time();
+    info.start();
+    const auto dueIn = [&](guint timer) {
+        GSource* source = g_main_context_find_source_by_id(nullptr, timer);
+        return source ? static_cast<double>(g_source_get_ready_time(source) - now) / 1e6 : -1;
+    };
+    EXPECT_NEAR(dueIn(info.fast_timer_), 2.0, 0.3);
+    EXPECT_NEAR(dueIn(info.slow_timer_), 5.0, 0.3);
+    info.stop();
+    EXPECT_TRUE(hasSource(&info)) << "the first refresh is not taken back";
+    info.start();
+    info.start();
+    info.stop();
+}
+
+TEST_F(SystemInfoTest, TheFirstProcessListHasFiguresAlready) {
+    const auto stat = [](int utime) {
+        return "1 (init) S 0 1 1 0 -1 0 0 0 0 0 " + std::to_string(utime) + " 5 0 0 20 0 1 0 1 100 10 0\n";
+    };
+    kernel.file("/proc/1/stat", stat(5));
+    SystemInfo info(kernel.root());
+    kernel.file("/proc/1/stat", stat(5000));
+    info.active_tab = "processes";
+    info.updateSlow();
+    ASSERT_EQ(info.top_processes.size(), 1U);
+    EXPECT_GT(info.top_processes[0].cpu_usage, 0);
+}
+
+TEST_F(SystemInfoTest, AFastCycleTakesOverTheNetworkSpeed) {
+    const std::string header = "Inter-|   Receive\n face |bytes\n";
+    kernel.file("/proc/net/dev", header + "eth0: 1000 0 0 0 0 0 0 0 500 0 0 0 0 0 0 0\n");
+    SystemInfo info(kernel.root());
+    kernel.file("/proc/net/dev", header + "eth0: 9000000 0 0 0 0 0 0 0 8000000 0 0 0 0 0 0 0\n");
+    const gint64 start = g_get_monotonic_time();
+    while (info.network_speed.bytes_down_per_sec == 0 && g_get_monotonic_time() - start < 10'000'000)
+        info.updateFast();
+    EXPECT_GT(info.network_speed.bytes_down_per_sec, 0);
+    EXPECT_GT(info.network_speed.bytes_up_per_sec, 0);
+}
+
+TEST_F(SystemInfoTest, ATemperatureThatDisappearsIsAbsent) {
+    SystemInfo info(kernel.root());
+    info.updateFast();
+    EXPECT_TRUE(info.cpu_temperature);
+    kernel.remove("/sys/class/hwmon/hwmon0/temp1_input");
+    info.updateFast();
+    EXPECT_FALSE(info.cpu_temperature);
+}
+
 TEST_F(SystemInfoTest, TheTimersGoOn) {
     SystemInfo info(kernel.root());
     EXPECT_EQ(SystemInfo::onFastTimer(&info), G_SOURCE_CONTINUE);
@@ -183,6 +244,7 @@ TEST_F(SystemInfoTest, TheTimersGoOn) {
 }
 
 TEST(SystemInfo, AMachineWithoutAnythingYieldsNothing) {
+    FakePrograms programs;
     FakeKernel kernel;
     SystemInfo info(kernel.root());
     info.active_tab = "processes";

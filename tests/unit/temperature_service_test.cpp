@@ -220,8 +220,8 @@ TEST(TemperatureService, BadDirectoriesAndNamesLeaveNoSensor) {
 }
 
 TEST(TemperatureService, ReadsTheRealKernel) {
-    // Most virtual machines have no sensor; a real one must be sane.
     const std::optional<double> celsius = TemperatureService().getCPUTemperature();
-    EXPECT_GT(celsius.value_or(20), -60);
-    EXPECT_LT(celsius.value_or(20), 150);
+    if (!celsius) GTEST_SKIP() << "this machine has no sensor";
+    EXPECT_GT(*celsius, -60);
+    EXPECT_LT(*celsius, 150);
 }
