@@ -1,15 +1,14 @@
 #include "autostart.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
+#include <string>
 
+#include "child_process.h"
 #include "user_file.h"
 
 namespace {
@@ -17,26 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kProgram = "Korvalune";
-
-bool isProgram(const std::string& path) {
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
-}
-
-/// The answer of "which", without starting a shell for it. An empty directory in PATH is the current one.
-bool isInSearchPath(std::string_view program) {
-    const char* const variable = std::getenv("PATH");
-    if (variable == nullptr || *variable == '\0') return false;
-    for (std::string_view rest = variable;;) {
-        const std::size_t colon = rest.find(':');
-        const std::string_view directory = rest.substr(0, colon);
-        if (isProgram(std::string(directory.empty() ? "." : directory).append("/").append(program)))
-            return true;
-        if (colon == std::string_view::npos) return false;
-        rest.remove_prefix(colon + 1);
-    }
-}
 
 /// Where this program was started from; its bare name where that can not be told.
 std::string ownPath() {
@@ -48,7 +27,7 @@ std::string ownPath() {
 }  // namespace
 
 std::string autostartCommand() {
-    return isInSearchPath(kProgram) ? kProgram : ownPath();
+    return programOnPath(kProgram) ? kProgram : ownPath();
 }
 
 void setAutostartEntry(bool enable) {

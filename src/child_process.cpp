@@ -95,6 +95,7 @@ bool isProgram(const std::string& path) {
 bool programOnPath(const std::string& name) {
     const char* const set = std::getenv("PATH");
     std::string_view rest = set ? set : "/bin:/usr/bin";
+    if (rest.empty()) return false;
     while (true) {
         const std::size_t end = std::min(rest.find(':'), rest.size());
         std::string path(end ? rest.substr(0, end) : ".");

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-/// Whether the shell would find a program of this name on PATH. Runs nothing.
+/// Whether "which" would find a program of this name on PATH, whose empty parts are the current directory.
+/// Runs nothing.
 bool programOnPath(const std::string& name);
 
 /// One run of an external program, without a shell: its standard output is collected, its standard error

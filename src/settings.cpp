@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "autostart.h"
+#include "kernel_text.h"
 #include "user_file.h"
 
 namespace {
@@ -63,11 +64,9 @@ void Settings::load() {
         return;
     }
     std::string section;
-    for (std::string_view rest = *text; !rest.empty();) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
+    LineScanner lines(*text);
+    for (std::string_view line; lines.next(line);)
         loadLine(line, section);
-        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    }
 }
 
 void Settings::loadLine(std::string_view line, std::string& section) {

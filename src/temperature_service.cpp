@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "kernel_file.h"
 #include "short_text.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -19,10 +15,10 @@ namespace {
 /// directory can't be read.
 template <typename Predicate>
 std::string firstEntry(const std::string& directory, Predicate matches) {
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::string& path = entry->path().native();
+    KernelDirectory entries(directory);
+    while (const char* const entry = entries.next()) {
+        if (*entry == '.') continue;
+        std::string path = directory + "/" + entry;
         if (matches(path)) return path;
     }
     return {};
