@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+/// The colours of one look, as texts for the style sheet: hexadecimal or a GTK named colour ("@...").
+struct Palette {
+    bool dark = false;
+    std::string background;
+    std::string text;
+    std::string selection;  ///< accent: the selected process
+    std::string row;        ///< behind a switched-on row of the settings
+
+    /// Follows the desktop theme's own colours.
+    static Palette light();
+    /// Fixed colours.
+    static Palette dark_();
+};
+
+/// The whole style sheet of the popup and its pages.
+std::string build_css(const Palette& palette);
+
+/// Whether the dark look is in force; false until the first decision. Main thread only.
+void set_active_dark(bool dark);
+bool active_dark();

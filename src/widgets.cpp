@@ -1,0 +1,95 @@
+#include "widgets.h"
+
+#include "icon_helper.h"
+
+TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_new()) {
+    const auto add = [this](PangoAttribute* attribute) { pango_attr_list_insert(list_.get(), attribute); };
+    add(pango_attr_size_new(style.points * PANGO_SCALE));
+    if (style.weight != PANGO_WEIGHT_NORMAL)
+        add(pango_attr_weight_new(static_cast<PangoWeight>(style.weight)));
+    if (style.monospace) add(pango_attr_family_new("monospace"));
+    if (style.color) add(pango_attr_foreground_new(style.color->red, style.color->green, style.color->blue));
+}
+
+void TextAttributes::applyTo(GtkWidget* label) const {
+    gtk_label_set_attributes(GTK_LABEL(label), list_.get());
+}
+
+GtkWidget* newLabel(const std::string& text, const TextAttributes& attributes, float x_align) {
+    GtkWidget* label = gtk_label_new(text.c_str());
+    attributes.applyTo(label);
+    gtk_label_set_xalign(GTK_LABEL(label), x_align);
+    return label;
+}
+
+GtkWidget* newColumn(const std::string& text, const TextAttributes& attributes, int width, float x_align) {
+    GtkWidget* label = newLabel(text, attributes, x_align);
+    gtk_widget_set_size_request(label, width, -1);
+    return label;
+}
+
+void ellipsize(GtkWidget* label) {
+    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+}
+
+void ellipsizeToRoom(GtkWidget* label) {
+    ellipsize(label);
+    gtk_label_set_max_width_chars(GTK_LABEL(label), 1);
+    gtk_widget_set_size_request(label, 1, -1);
+}
+
+void wrap(GtkWidget* label) {
+    gtk_label_set_line_wrap(GTK_LABEL(label), TRUE);
+    gtk_label_set_line_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
+    // Without it a label asks for the width of its text in one line.
+    gtk_label_set_max_width_chars(GTK_LABEL(label), 1);
+    gtk_widget_set_hexpand(label, TRUE);
+}
+
+GtkWidget* newRow(int spacing) {
+    return gtk_box_new(GTK_ORIENTATION_HORIZONTAL, spacing);
+}
+
+GtkWidget* newColumnBox(int spacing) {
+    return gtk_box_new(GTK_ORIENTATION_VERTICAL, spacing);
+}
+
+void pack(GtkWidget* box, GtkWidget* child, unsigned padding) {
+    gtk_box_pack_start(GTK_BOX(box), child, FALSE, FALSE, padding);
+}
+
+void packFilling(GtkWidget* box, GtkWidget* child, unsigned padding) {
+    gtk_box_pack_start(GTK_BOX(box), child, TRUE, TRUE, padding);
+}
+
+void packAtEnd(GtkWidget* box, GtkWidget* child) {
+    gtk_box_pack_end(GTK_BOX(box), child, FALSE, FALSE, 0);
+}
+
+void packSeparator(GtkWidget* box, unsigned padding) {
+    pack(box, gtk_separator_new(GTK_ORIENTATION_HORIZONTAL), padding);
+}
+
+GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes) {
+    GtkWidget* row = newRow(6);
+    pack(row, load_icon(icon, GTK_ICON_SIZE_MENU));
+    pack(row, newLabel(title, attributes));
+    return row;
+}
+
+void setPageMargins(GtkWidget* page, int sides, int top) {
+    gtk_widget_set_margin_start(page, sides);
+    gtk_widget_set_margin_end(page, sides);
+    gtk_widget_set_margin_top(page, top);
+}
+
+void destroyChildren(GtkWidget* container) {
+    gtk_container_foreach(
+        GTK_CONTAINER(container), [](GtkWidget* child, gpointer) { gtk_widget_destroy(child); }, nullptr);
+}
+
+void setAccessibleName(GtkWidget* widget, const std::string& name) {
+    if (AtkObject* accessible = gtk_widget_get_accessible(widget)) {
+        atk_object_set_name(accessible, name.c_str());
+    }
+}

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <gtk/gtk.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "cairo_handles.h"
+
+/// What the popup's pages are put together from: labels with their text style, boxes, separators, headers.
+/// Every maker returns a new widget for the caller to pack.
+
+/// A text colour in Pango's 16-bit components.
+struct TextColor {
+    guint16 red = 0, green = 0, blue = 0;
+};
+
+struct TextStyle {
+    int points = 10;
+    int weight = PANGO_WEIGHT_NORMAL;  ///< Pango's numbers, 100..1000
+    bool monospace = false;
+    std::optional<TextColor> color{};  ///< none: the theme's
+};
+
+/// A text style made ready for labels; rows that look alike share one.
+class TextAttributes {
+public:
+    TextAttributes(const TextStyle& style);  // NOLINT(google-explicit-constructor): a style is good anywhere
+
+    void applyTo(GtkWidget* label) const;
+
+private:
+    std::unique_ptr<PangoAttrList, FreeWith<pango_attr_list_unref>> list_;
+};
+
+/// Where a label's text stands when it has more room than it needs.
+constexpr float kAtStart = 0.0F;
+constexpr float kCentered = 0.5F;
+constexpr float kAtEnd = 1.0F;
+
+/// `text` must be valid UTF-8; what does not come from us goes through displayText() first.
+GtkWidget* newLabel(const std::string& text, const TextAttributes& attributes, float x_align = kAtStart);
+
+/// A label of `width` pixels at least.
+GtkWidget* newColumn(const std::string& text, const TextAttributes& attributes, int width, float x_align);
+
+/// Lets a label end in an ellipsis where it does not fit.
+void ellipsize(GtkWidget* label);
+
+/// The same for a label that never asks for more room than the page has, however long its text is.
+void ellipsizeToRoom(GtkWidget* label);
+
+/// Lets a label break its text into lines of the page's width.
+void wrap(GtkWidget* label);
+
+GtkWidget* newRow(int spacing);        ///< a horizontal box
+GtkWidget* newColumnBox(int spacing);  ///< a vertical box
+
+/// Adds a widget to a box: behind the earlier ones at its natural size, taking all the room that is left, or
+/// at the far end.
+void pack(GtkWidget* box, GtkWidget* child, unsigned padding = 0);
+void packFilling(GtkWidget* box, GtkWidget* child, unsigned padding = 0);
+void packAtEnd(GtkWidget* box, GtkWidget* child);
+
+/// Adds a horizontal line to a vertical box.
+void packSeparator(GtkWidget* box, unsigned padding = 0);
+
+/// An icon from load_icon() with a label behind it.
+GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes);
+
+/// Pixels of room around a page: at both sides and above.
+void setPageMargins(GtkWidget* page, int sides, int top);
+
+/// Destroys everything in a container.
+void destroyChildren(GtkWidget* container);
+
+/// What screen readers call a widget that has no text of its own.
+void setAccessibleName(GtkWidget* widget, const std::string& name);
+
+/// Owns a widget from its creation on, wherever it is packed, and destroys it at the end: no handler of it
+/// can then reach the object that owned it.
+class OwnedWidget {
+public:
+    explicit OwnedWidget(GtkWidget* widget) : widget_(static_cast<GtkWidget*>(g_object_ref_sink(widget))) {}
+    ~OwnedWidget() {
+        gtk_widget_destroy(widget_);
+        g_object_unref(widget_);
+    }
+    OwnedWidget(const OwnedWidget&) = delete;
+    OwnedWidget& operator=(const OwnedWidget&) = delete;
+
+    operator GtkWidget*() const { return widget_; }  // NOLINT(google-explicit-constructor): it is one
+
+private:
+    GtkWidget* widget_;
+};

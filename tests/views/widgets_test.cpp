@@ -1,0 +1,67 @@
+#include "widgets.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "widget_tree.h"
+
+namespace {
+
+int naturalWidth(GtkWidget* widget) {
+    int natural = 0;
+    gtk_widget_get_preferred_width(widget, nullptr, &natural);
+    return natural;
+}
+
+TEST(Widgets, LabelTextIsNoMarkup) {
+    const OwnedWidget label(newLabel("<b>&", TextStyle{}));
+    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(static_cast<GtkWidget*>(label))), "<b>&");
+}
+
+TEST(Widgets, ALabelEllipsizedToRoomAsksForNone) {
+    const OwnedWidget label(newLabel(std::string(5000, 'x'), TextStyle{}));
+    gtk_widget_show(label);
+    const int unbounded = naturalWidth(label);
+    ellipsizeToRoom(label);
+    EXPECT_LT(naturalWidth(label), 40);
+    EXPECT_GT(unbounded, 5000);
+}
+
+TEST(Widgets, AWrappedLabelGrowsInHeightNotInWidth) {
+    const OwnedWidget label(newLabel(std::string(50, 'x') + " " + std::string(500, 'y'), TextStyle{}));
+    gtk_widget_show(label);
+    wrap(label);
+    EXPECT_LT(naturalWidth(label), 40);
+    int wide = 0;
+    int narrow = 0;
+    gtk_widget_get_preferred_height_for_width(label, 800, &wide, nullptr);
+    gtk_widget_get_preferred_height_for_width(label, 200, &narrow, nullptr);
+    EXPECT_GT(narrow, 2 * wide);
+}
+
+TEST(Widgets, AnOwnedWidgetEndsWithItsOwnerWhereverItIsPacked) {
+    GtkWidget* box = newRow(0);
+    g_object_ref_sink(box);
+    GtkWidget* label = gtk_label_new("x");
+    g_object_add_weak_pointer(G_OBJECT(label), reinterpret_cast<gpointer*>(&label));
+    {
+        const OwnedWidget owned(label);
+        pack(box, owned);
+    }
+    EXPECT_EQ(label, nullptr);
+    EXPECT_EQ(allWidgets(box).size(), 1U);
+    gtk_widget_destroy(box);
+    g_object_unref(box);
+}
+
+TEST(Widgets, AnOwnedWidgetMayBeDestroyedByItsContainerFirst) {
+    GtkWidget* box = newRow(0);
+    g_object_ref_sink(box);
+    const OwnedWidget owned(gtk_label_new("x"));
+    pack(box, owned);
+    gtk_widget_destroy(box);
+    g_object_unref(box);
+}
+
+}  // namespace
