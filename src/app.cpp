@@ -8,10 +8,28 @@
 #include "image_directory.h"
 #include "l10n.h"
 #include "panel_label.h"
+#include "popup_placement.h"
 
 namespace {
 
 constexpr const char* kImageNames[] = {"Korvalune_a", "Korvalune_b"};
+
+/// What a menu entry knows: whose page it opens.
+struct TabRecord {
+    App* app;
+    guint8 tab;
+};
+
+/// Where the pointer is on the whole screen.
+std::optional<ScreenPoint> pointerPosition() {
+    GdkDisplay* const display = gdk_display_get_default();
+    GdkSeat* const seat = display != nullptr ? gdk_display_get_default_seat(display) : nullptr;
+    GdkDevice* const pointer = seat != nullptr ? gdk_seat_get_pointer(seat) : nullptr;
+    if (pointer == nullptr) return std::nullopt;
+    ScreenPoint at;
+    gdk_device_get_position(pointer, nullptr, &at.x, &at.y);
+    return at;
+}
 
 bool isOwnFile(const std::string& path) {
     struct stat status {};
@@ -20,16 +38,21 @@ bool isOwnFile(const std::string& path) {
 
 }  // namespace
 
-App::App() : settings_(std::make_unique<Settings>()) {
+App::App(const std::string& root) : settings_(std::make_unique<Settings>()) {
     if (!settings_->language_.empty()) L10n::setLanguage(settings_->language_);
-    system_info_ = std::make_unique<SystemInfo>();
+    system_info_ = std::make_unique<SystemInfo>(root);
     if (!settings_->selected_net_.empty()) {
         system_info_->network_service_.setInterface(settings_->selected_net_);
     }
+    popup_ = std::make_unique<PopupWindow>(*system_info_, *settings_);
     image_dir_ = imageDirectory();
     icon_path_ = imagePath("Korvalune_icon");
     setupIndicator();
-    system_info_->on_fast_update = [this] { renderLabelIcon(); };
+    system_info_->on_fast_update = [this] {
+        renderLabelIcon();
+        popup_->updateViews();
+    };
+    system_info_->on_slow_update = [this] { popup_->updateViews(); };
     settings_->on_change = [this] { renderLabelIcon(); };
 }
 
@@ -41,6 +64,7 @@ App::~App() {
     unlink(icon_path_.c_str());
     for (const char* name : kImageNames)
         unlink(imagePath(name).c_str());
+    popup_.reset();
     settings_.reset();
     system_info_.reset();
 }
@@ -60,27 +84,44 @@ void App::setupIndicator() {
 
 void App::buildMenu() {
     menu_ = gtk_menu_new();
-    appendMenuItem("CPU");
-    appendMenuItem("GPU");
-    for (const char* key : {"tab.all.short", "tab.my.short", "tab.help", "tab.about"}) {
-        appendMenuItem(L10n::tr(key));
+    guint8 tab = 0;
+    for (const char* key : {"CPU", "GPU", "tab.all.short", "tab.my.short", "tab.help", "tab.about"}) {
+        appendTabItem(L10n::tr(key), tab++);  // "CPU" and "GPU" are no keys and stay as they are
     }
     appendSeparator();
-    appendMenuItem(L10n::tr("tab.settings"));
+    g_signal_connect(appendMenuItem(L10n::tr("tab.settings")), "activate", G_CALLBACK(onShowSettings), this);
     appendSeparator();
-    appendMenuItem(L10n::tr("quit"), G_CALLBACK(onQuit));
+    g_signal_connect(appendMenuItem(L10n::tr("quit")), "activate", G_CALLBACK(onQuit), this);
+    g_signal_connect_swapped(menu_, "show", G_CALLBACK(+[](App* app) { app->popup_->hide(); }), this);
     gtk_widget_show_all(menu_);
     app_indicator_set_menu(indicator_, GTK_MENU(menu_));
 }
 
-void App::appendMenuItem(const std::string& text, GCallback on_activate) {
+GtkWidget* App::appendMenuItem(const std::string& text) {
     GtkWidget* item = gtk_menu_item_new_with_label(text.c_str());
-    if (on_activate) g_signal_connect(item, "activate", on_activate, this);
     gtk_menu_shell_append(GTK_MENU_SHELL(menu_), item);
+    return item;
+}
+
+void App::appendTabItem(const std::string& text, guint8 tab) {
+    GtkWidget* item = appendMenuItem(text);
+    auto* const record = new TabRecord{this, tab};
+    g_object_set_data_full(G_OBJECT(item), "td", record,
+                           [](gpointer data) { delete static_cast<TabRecord*>(data); });
+    g_signal_connect(item, "activate", G_CALLBACK(onShowTab), record);
 }
 
 void App::appendSeparator() {
     gtk_menu_shell_append(GTK_MENU_SHELL(menu_), gtk_separator_menu_item_new());
+}
+
+void App::onShowTab(GtkMenuItem* /*item*/, gpointer record) {
+    const auto* const tab = static_cast<const TabRecord*>(record);
+    if (const auto at = pointerPosition()) tab->app->popup_->showTab(tab->tab, at->x, at->y);
+}
+
+void App::onShowSettings(GtkMenuItem* /*item*/, gpointer self) {
+    if (const auto at = pointerPosition()) static_cast<App*>(self)->popup_->showSettings(at->x, at->y);
 }
 
 void App::onQuit(GtkMenuItem* /*item*/, gpointer /*data*/) {

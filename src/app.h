@@ -10,17 +10,18 @@
 
 #include "panel_image.h"
 #include "png_writer.h"
+#include "popup_window.h"
 #include "settings.h"
 #include "system_info.h"
 
-/// The one application object: owns the settings and the snapshot, shows the indicator with its menu, and
-/// redraws the panel image after each refresh.
+/// The one application object: owns the settings and the snapshot, shows the indicator with its menu
+/// and the popup, and redraws the panel image after each refresh.
 class App {
 public:
     using LabelSegment = ::LabelSegment;
 
-    /// Needs an initialised GTK and L10n.
-    App();
+    /// Needs an initialised GTK and L10n. `root` is where the kernel's files are.
+    explicit App(const std::string& root = "/");
     /// Stops the timers and removes the panel images. The indicator is left to the end of the process.
     ~App();
     App(const App&) = delete;
@@ -37,13 +38,17 @@ public:
 private:
     void setupIndicator();
     void buildMenu();
-    void appendMenuItem(const std::string& text, GCallback on_activate = nullptr);
+    GtkWidget* appendMenuItem(const std::string& text);
+    void appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
+    static void onShowTab(GtkMenuItem* item, gpointer record);
+    static void onShowSettings(GtkMenuItem* item, gpointer self);
     static void onQuit(GtkMenuItem* item, gpointer data);
 
     std::unique_ptr<Settings> settings_;
     std::unique_ptr<SystemInfo> system_info_;
+    std::unique_ptr<PopupWindow> popup_;
     std::string image_dir_;
     std::string icon_path_;  ///< scratch image, renamed when it is whole
     AppIndicator* indicator_ = nullptr;

@@ -1,0 +1,86 @@
+#include "popup_grab.h"
+
+#include <gdk/gdkx.h>
+
+namespace {
+
+constexpr unsigned kRetryMs = 20;
+constexpr int kTries = 100;
+
+constexpr auto kPointer = GDK_SEAT_CAPABILITY_ALL_POINTING;
+constexpr auto kPointerAndKeyboard =
+    static_cast<GdkSeatCapabilities>(GDK_SEAT_CAPABILITY_ALL_POINTING | GDK_SEAT_CAPABILITY_KEYBOARD);
+
+}  // namespace
+
+bool isX11(GdkDisplay* display) {
+    return GDK_IS_X11_DISPLAY(display);
+}
+
+PopupGrab::PopupGrab(GtkWidget* window) : window_(window), on_x11_(isX11(gtk_widget_get_display(window))) {
+    g_signal_connect(window, "grab-notify", G_CALLBACK(onGrabNotify), this);
+    g_signal_connect(window, "hide", G_CALLBACK(onHide), this);
+}
+
+PopupGrab::~PopupGrab() {
+    stopTrying();
+    g_signal_handlers_disconnect_by_data(window_, this);
+}
+
+void PopupGrab::take() {
+    stopTrying();
+    if (!on_x11_ || tryOnce()) return;
+    tryAgain();
+}
+
+void PopupGrab::release() {
+    stopTrying();
+    if (held_ && seat() != nullptr) gdk_seat_ungrab(seat());
+    held_ = false;
+}
+
+bool PopupGrab::tryOnce() {
+    const bool both = grab(kPointerAndKeyboard);
+    held_ = both || grab(kPointer);
+    return both;
+}
+
+bool PopupGrab::grab(GdkSeatCapabilities capabilities) const {
+    GdkWindow* const window = gtk_widget_get_window(window_);
+    if (seat() == nullptr || window == nullptr) return false;
+    return gdk_seat_grab(seat(), window, capabilities, TRUE, nullptr, nullptr, nullptr, nullptr) ==
+           GDK_GRAB_SUCCESS;
+}
+
+GdkSeat* PopupGrab::seat() const {
+    return gdk_display_get_default_seat(gtk_widget_get_display(window_));
+}
+
+void PopupGrab::tryAgain() {
+    tries_left_ = kTries;
+    retry_ = g_timeout_add(kRetryMs, onRetry, this);
+}
+
+void PopupGrab::stopTrying() {
+    if (retry_ != 0) g_source_remove(retry_);
+    retry_ = 0;
+}
+
+gboolean PopupGrab::onRetry(gpointer self) {
+    auto* const grab = static_cast<PopupGrab*>(self);
+    if (!grab->tryOnce() && --grab->tries_left_ > 0) return G_SOURCE_CONTINUE;
+    grab->retry_ = 0;
+    return G_SOURCE_REMOVE;
+}
+
+void PopupGrab::onGrabNotify(GtkWidget* window, gboolean was_grabbed, gpointer self) {
+    auto* const grab = static_cast<PopupGrab*>(self);
+    if (was_grabbed == FALSE || !gtk_widget_get_visible(window) || !grab->on_x11_) return;
+    // The menu that has closed still has to give back what it holds.
+    grab->stopTrying();
+    grab->tryAgain();
+}
+
+void PopupGrab::onHide(GtkWidget* /*window*/, gpointer self) {
+    static_cast<PopupGrab*>(self)->stopTrying();
+}

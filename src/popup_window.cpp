@@ -1,0 +1,320 @@
+#include "popup_window.h"
+
+#include <gdk/gdkkeysyms.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "icon_helper.h"
+#include "l10n.h"
+#include "popup_placement.h"
+#include "widgets.h"
+
+namespace {
+
+constexpr int kBorder = 6;
+constexpr int kNatural = -1;
+constexpr unsigned kCrossfadeMs = 100;
+constexpr const char* kCpuPage = "cpu";
+constexpr const char* kGpuPage = "gpu";
+constexpr const char* kSettingsPage = "settings";
+
+struct Tab {
+    const char* page;
+    const char* title;  ///< a key, or the text itself when it is the same in all languages
+    int width, height;
+};
+
+constexpr std::array<Tab, 6> kTabs = {{
+    {kCpuPage, "CPU", 420, 550},
+    {kGpuPage, "GPU", 420, kNatural},
+    {"processes", "tab.all.short", 520, 550},
+    {"myProcesses", "tab.my.short", 520, 550},
+    {"help", "tab.help", 420, 500},
+    {"about", "tab.about", 450, kNatural},
+}};
+
+/// On X11 a popup that no window manager touches. Wayland knows such windows only as menus of others: there
+/// it is an ordinary one, whose fixed size (see fixSize()) makes tiling compositors let it float.
+GtkWidget* newPopupWindow() {
+    if (isX11(gdk_display_get_default())) {
+        GtkWidget* window = gtk_window_new(GTK_WINDOW_POPUP);
+        gtk_window_set_type_hint(GTK_WINDOW(window), GDK_WINDOW_TYPE_HINT_POPUP_MENU);
+        return window;
+    }
+    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
+    gtk_window_set_title(GTK_WINDOW(window), "Korvalune");
+    g_signal_connect(window, "delete-event", G_CALLBACK(gtk_widget_hide_on_delete), nullptr);
+    return window;
+}
+
+void fixSize(GtkWidget* window, int width, int height) {
+    GdkGeometry size{};
+    size.min_width = size.max_width = width;
+    size.min_height = size.max_height = height;
+    gtk_window_set_geometry_hints(GTK_WINDOW(window), nullptr, &size,
+                                  static_cast<GdkWindowHints>(GDK_HINT_MIN_SIZE | GDK_HINT_MAX_SIZE));
+}
+
+ScreenArea toArea(const GdkRectangle& area) {
+    return {area.x, area.y, area.width, area.height};
+}
+
+int minimumHeight(GtkWidget* widget) {
+    int minimum = 0;
+    gtk_widget_get_preferred_height(widget, &minimum, nullptr);
+    return minimum;
+}
+
+/// Whether a widget is to be drawn with one of the style sheet's looks.
+void setStyleClass(GtkWidget* widget, const char* name, bool on) {
+    GtkStyleContext* const style = gtk_widget_get_style_context(widget);
+    if (on) {
+        gtk_style_context_add_class(style, name);
+    } else {
+        gtk_style_context_remove_class(style, name);
+    }
+}
+
+}  // namespace
+
+PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
+    : info_(info),
+      window_(newPopupWindow()),
+      grab_(window_),
+      cpu_view_(std::make_unique<CPUView>(info)),
+      gpu_view_(std::make_unique<GPUView>(info)),
+      all_proc_view_(std::make_unique<ProcessView>(info, false)),
+      my_proc_view_(std::make_unique<ProcessView>(info, true)),
+      help_view_(std::make_unique<HelpView>()),
+      about_view_(std::make_unique<AboutView>()),
+      settings_view_(std::make_unique<SettingsView>(settings, info)) {
+    gtk_container_set_border_width(GTK_CONTAINER(window()), kBorder);
+    g_signal_connect(window_, "button-press-event", G_CALLBACK(onButtonPress), this);
+    g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
+    g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
+    buildUI();
+}
+
+PopupWindow::~PopupWindow() {
+    if (idle_resize_id_ != 0) g_source_remove(idle_resize_id_);
+    g_signal_handlers_disconnect_by_data(window_, this);
+    grab_.release();
+}
+
+void PopupWindow::buildUI() {
+    GtkWidget* outer = newColumnBox(4);
+    pack(outer, buildHeader());
+    packSeparator(outer);
+    packFilling(outer, buildPages());
+    packSeparator(outer);
+    pack(outer, buildFooter());
+    gtk_container_add(GTK_CONTAINER(window()), outer);
+    gtk_widget_show_all(outer);
+}
+
+GtkWidget* PopupWindow::buildHeader() {
+    GtkWidget* header = newRow(4);
+    GtkWidget* back = gtk_button_new_with_label(("◀ " + L10n::tr("settings.back")).c_str());
+    gtk_button_set_relief(GTK_BUTTON(back), GTK_RELIEF_NONE);
+    g_signal_connect_swapped(back, "clicked", G_CALLBACK(+[](PopupWindow* self) { self->hide(); }), this);
+    pack(header, back);
+
+    view_title_ = newLabel("CPU", TextStyle{.points = 11, .weight = 600}, kAtEnd);
+    ellipsize(view_title_);
+    gtk_widget_set_hexpand(view_title_, TRUE);
+    gtk_box_pack_end(GTK_BOX(header), view_title_, TRUE, TRUE, 0);
+    return header;
+}
+
+GtkWidget* PopupWindow::buildPages() {
+    main_stack_ = gtk_stack_new();
+    gtk_stack_set_transition_type(GTK_STACK(main_stack_), GTK_STACK_TRANSITION_TYPE_CROSSFADE);
+    gtk_stack_set_transition_duration(GTK_STACK(main_stack_), kCrossfadeMs);
+    gtk_stack_set_hhomogeneous(GTK_STACK(main_stack_), FALSE);
+    gtk_stack_set_vhomogeneous(GTK_STACK(main_stack_), FALSE);
+    addPage(cpu_view_->container(), kCpuPage);
+    addPage(gpu_view_->container(), kGpuPage);
+    addPage(all_proc_view_->container(), "processes");
+    addPage(my_proc_view_->container(), "myProcesses");
+    addPage(help_view_->container(), "help");
+    addPage(about_view_->container(), "about");
+    addPage(settings_view_->page(), kSettingsPage);
+
+    scroller_ = gtk_scrolled_window_new(nullptr, nullptr);
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller_), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+    // An overlaid bar would take the clicks meant for what lies below it.
+    gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(scroller_), FALSE);
+    gtk_container_add(GTK_CONTAINER(scroller_), main_stack_);
+    GtkWidget* const viewport = gtk_bin_get_child(GTK_BIN(scroller_));
+    gtk_viewport_set_shadow_type(GTK_VIEWPORT(viewport), GTK_SHADOW_NONE);
+    return scroller_;
+}
+
+void PopupWindow::addPage(GtkWidget* page, const char* name) {
+    gtk_widget_show(page);
+    gtk_stack_add_named(GTK_STACK(main_stack_), page, name);
+}
+
+GtkWidget* PopupWindow::buildFooter() {
+    GtkWidget* footer = newRow(4);
+    packFilling(footer, gtk_label_new(""));
+    settings_btn_ = icon_button("emblem-system-symbolic", GTK_ICON_SIZE_MENU);
+    gtk_button_set_relief(GTK_BUTTON(settings_btn_), GTK_RELIEF_NONE);
+    setStyleClass(settings_btn_, "settings-btn", true);
+    setAccessibleName(settings_btn_, L10n::tr("tab.settings"));
+    g_signal_connect_swapped(settings_btn_, "clicked",
+                             G_CALLBACK(+[](PopupWindow* self) { self->toggleSettings(); }), this);
+    packAtEnd(footer, settings_btn_);
+    return footer;
+}
+
+void PopupWindow::showTab(int tab, int x, int y) {
+    show_settings_ = false;
+    if (tab >= 0 && static_cast<std::size_t>(tab) < kTabs.size()) {
+        const Tab& chosen = kTabs[static_cast<std::size_t>(tab)];
+        showPage(chosen.page);
+        setTitleAndSize(chosen.title, chosen.width, chosen.height);
+    }
+    positionAndShow(x, y);
+    if (info_.active_tab == kGpuPage) info_.loadGPUProcesses();
+    info_.updateSlow();  // does nothing but for the process pages
+    updateViews();
+}
+
+void PopupWindow::showSettings(int x, int y) {
+    show_settings_ = true;
+    settings_view_->refreshDevices();
+    showPage(kSettingsPage);
+    setTitleAndSize("tab.settings", 420, 600);
+    positionAndShow(x, y);
+}
+
+void PopupWindow::toggleSettings() {
+    show_settings_ = !show_settings_;
+    if (show_settings_) settings_view_->refreshDevices();
+    showPage(show_settings_ ? kSettingsPage : kCpuPage);
+    // Not lower than it is: a window that shrinks would move its button away from under the pointer.
+    least_height_ = fitted_height_;
+    updateViews();
+}
+
+void PopupWindow::showPage(const char* name) {
+    gtk_stack_set_visible_child_name(GTK_STACK(main_stack_), name);
+    gtk_adjustment_set_value(gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller_)), 0);
+    setStyleClass(settings_btn_, "settings-btn-active", show_settings_);
+    recordPage();
+}
+
+void PopupWindow::setTitleAndSize(const char* title, int width, int height) {
+    gtk_label_set_text(GTK_LABEL(view_title_), L10n::tr(title).c_str());
+    current_width_ = width;
+    current_height_ = height;
+}
+
+void PopupWindow::recordPage() {
+    // A hidden page needs no samples of its own.
+    const bool visible = isVisible();
+    info_.active_tab = visible ? gtk_stack_get_visible_child_name(GTK_STACK(main_stack_)) : kCpuPage;
+}
+
+void PopupWindow::updateViews() {
+    if (!isVisible()) return;
+    const std::string page = gtk_stack_get_visible_child_name(GTK_STACK(main_stack_));
+    if (page == kCpuPage) cpu_view_->update();
+    if (page == kGpuPage) gpu_view_->update();
+    if (page == "processes") all_proc_view_->rebuildList();
+    if (page == "myProcesses") my_proc_view_->rebuildList();
+    fitHeight();
+}
+
+void PopupWindow::hide() {
+    grab_.release();
+    gtk_widget_hide(window_);
+}
+
+void PopupWindow::positionAndShow(int x, int y) {
+    gtk_widget_hide(window_);
+    place(x, y);
+    least_height_ = current_height_;
+    fitted_height_ = 0;
+    fitHeight();
+    gtk_widget_show_all(window_);
+    recordPage();
+    grab_.take();
+    if (idle_resize_id_ != 0) g_source_remove(idle_resize_id_);
+    idle_resize_id_ = g_idle_add(onIdleResize, this);
+}
+
+void PopupWindow::place(int x, int y) {
+    GdkMonitor* const monitor = gdk_display_get_monitor_at_point(gtk_widget_get_display(window_), x, y);
+    if (monitor == nullptr) return;
+    GdkRectangle geometry{};
+    GdkRectangle work_area{};
+    gdk_monitor_get_geometry(monitor, &geometry);
+    gdk_monitor_get_workarea(monitor, &work_area);
+    height_limit_ = popupHeightLimit(toArea(geometry), toArea(work_area));
+    const ScreenPoint corner = popupPosition(x, current_width_, toArea(geometry), toArea(work_area));
+    gtk_window_move(GTK_WINDOW(window()), corner.x, corner.y);
+}
+
+void PopupWindow::fitHeight() {
+    const int height = std::min(std::max(least_height_, neededHeight()), height_limit_);
+    if (height == fitted_height_) return;
+    fitted_height_ = height;
+    if (!isX11(gtk_widget_get_display(window_))) fixSize(window_, current_width_, height);
+    gtk_window_resize(GTK_WINDOW(window()), current_width_, height);
+}
+
+int PopupWindow::neededHeight() const {
+    int page = 0;
+    gtk_widget_get_preferred_height_for_width(gtk_stack_get_visible_child(GTK_STACK(main_stack_)),
+                                              current_width_ - 2 * kBorder, nullptr, &page);
+    return minimumHeight(window_) - minimumHeight(scroller_) + page;
+}
+
+bool PopupWindow::isInside(const GdkEventButton& event) const {
+    // The event's own coordinates count in the window it happened in, which may be the inside of a page
+    // that is scrolled and much higher than ours.
+    int left = 0;
+    int top = 0;
+    gdk_window_get_origin(gtk_widget_get_window(window_), &left, &top);
+    const double x = event.x_root - left;
+    const double y = event.y_root - top;
+    return x >= 0 && y >= 0 && x <= gtk_widget_get_allocated_width(window_) &&
+           y <= gtk_widget_get_allocated_height(window_);
+}
+
+gboolean PopupWindow::onButtonPress(GtkWidget* /*window*/, GdkEventButton* event, gpointer self) {
+    auto* const popup = static_cast<PopupWindow*>(self);
+    if (popup->isInside(*event)) return GDK_EVENT_PROPAGATE;
+    popup->hide();
+    return GDK_EVENT_STOP;
+}
+
+gboolean PopupWindow::onKeyPress(GtkWidget* window, GdkEventKey* event, gpointer self) {
+    if (event->keyval != GDK_KEY_Escape) return GDK_EVENT_PROPAGATE;
+    // The grab ends with the window that holds it.
+    if (!static_cast<PopupWindow*>(self)->settings_view_->stepBack()) gtk_widget_hide(window);
+    return GDK_EVENT_STOP;
+}
+
+void PopupWindow::onHidden(GtkWidget* /*window*/, gpointer self) {
+    auto* const popup = static_cast<PopupWindow*>(self);
+    popup->settings_view_->stepBack();
+    popup->recordPage();
+}
+
+gboolean PopupWindow::onIdleResize(gpointer self) {
+    auto* const popup = static_cast<PopupWindow*>(self);
+    popup->idle_resize_id_ = 0;
+    int width = 0;
+    int height = 0;
+    gtk_window_get_size(GTK_WINDOW(popup->window()), &width, &height);
+    if (width != popup->current_width_) {
+        gtk_window_resize(GTK_WINDOW(popup->window()), popup->current_width_, height);
+    }
+    return G_SOURCE_REMOVE;
+}
