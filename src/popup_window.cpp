@@ -9,11 +9,13 @@
 #include "icon_helper.h"
 #include "l10n.h"
 #include "popup_placement.h"
+#include "rounded_corners.h"
 #include "widgets.h"
 
 namespace {
 
 constexpr int kBorder = 6;
+constexpr int kCornerRadius = 10;  ///< as in the style sheet
 constexpr int kNatural = -1;
 constexpr unsigned kCrossfadeMs = 100;
 constexpr const char* kCpuPage = "cpu";
@@ -92,6 +94,7 @@ PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
       about_view_(std::make_unique<AboutView>()),
       settings_view_(std::make_unique<SettingsView>(settings, info)) {
     gtk_container_set_border_width(GTK_CONTAINER(window()), kBorder);
+    roundCorners(window_, kCornerRadius);
     g_signal_connect(window_, "button-press-event", G_CALLBACK(onButtonPress), this);
     g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
     g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
