@@ -11,8 +11,12 @@ TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_n
     if (style.color) add(pango_attr_foreground_new(style.color->red, style.color->green, style.color->blue));
 }
 
-void TextAttributes::applyTo(GtkWidget* label) const {
-    gtk_label_set_attributes(GTK_LABEL(label), list_.get());
+void TextAttributes::applyTo(GtkWidget* label_or_entry) const {
+    if (GTK_IS_ENTRY(label_or_entry)) {
+        gtk_entry_set_attributes(GTK_ENTRY(label_or_entry), list_.get());
+    } else {
+        gtk_label_set_attributes(GTK_LABEL(label_or_entry), list_.get());
+    }
 }
 
 GtkWidget* newLabel(const std::string& text, const TextAttributes& attributes, float x_align) {

@@ -23,12 +23,12 @@ struct TextStyle {
     std::optional<TextColor> color{};  ///< none: the theme's
 };
 
-/// A text style made ready for labels; rows that look alike share one.
+/// A text style made ready for labels and entries; rows that look alike share one.
 class TextAttributes {
 public:
     TextAttributes(const TextStyle& style);  // NOLINT(google-explicit-constructor): a style is good anywhere
 
-    void applyTo(GtkWidget* label) const;
+    void applyTo(GtkWidget* label_or_entry) const;
 
 private:
     std::unique_ptr<PangoAttrList, FreeWith<pango_attr_list_unref>> list_;
