@@ -98,6 +98,7 @@ PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
     g_signal_connect(window_, "button-press-event", G_CALLBACK(onButtonPress), this);
     g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
     g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
+    about_view_->on_link = [this] { hide(); };
     buildUI();
 }
 

@@ -1,0 +1,114 @@
+"""A made-up machine whose counters run: kernel files as the program reads them, the same on every computer.
+
+Pictures made on it never change with the computer they are made on.
+"""
+
+import os
+import shutil
+import threading
+import time
+from pathlib import Path
+
+FIXTURES = Path(__file__).resolve().parents[1] / "tests/fixtures"
+TICKS = 100  # per second
+USER = (1000, "mara")
+PASSWD = f"root:x:0:0:root:/root:/bin/sh\n{USER[1]}:x:{USER[0]}:{USER[0]}::/home/{USER[1]}:/bin/sh\n"
+
+# pid, name, owned by the user, percent of a core, resident MiB
+PROCESSES = (
+    (4711, "render", True, 342.0, 2840), (2040, "Web Browser", True, 61.5, 1536), (2101, "Isolated Web Co", True, 24.0, 812),
+    (958, "Xorg", False, 12.5, 188), (3120, "video-call", True, 9.0, 655), (2610, "music-player", True, 6.5, 240),
+    (1311, "panel", True, 3.0, 74), (2477, "zsh", True, 0.5, 9), (702, "NetworkManager", False, 0.5, 22),
+    (611, "dbus-daemon", False, 1.0, 7), (1, "systemd", False, 0.0, 13), (2, "kthreadd", False, 0.0, 0),
+    (17, "ksoftirqd/0", False, 0.5, 0), (3001, "mail", True, 1.5, 310), (3002, "editor", True, 4.5, 420),
+    (3003, "language-server", True, 17.0, 1100), (3004, "terminal", True, 2.0, 66), (840, "cupsd", False, 0.0, 12),
+    (850, "cron", False, 0.0, 3), (900, "sshd", False, 0.0, 8), (3300, "backup", False, 7.5, 130),
+    (3301, "indexer", True, 0.0, 95),
+)
+GPU_PROCESSES = ((4711, 2600), (958, 310), (2040, 480), (3120, 220), (3002, 40), (2101, 130), (1311, 12))
+LOADS = (0.93, 0.31, 0.62, 0.12, 0.88, 0.22, 0.55, 0.05)  # of each core, then again from the first
+
+
+class LivingMachine:
+    """Writes the kernel's files below `root`; between start() and stop() their counters grow with time."""
+
+    def __init__(self, root, cores=8, smt=True, gpus=1, sensor=True):
+        self.root = Path(root)
+        self.cores = cores
+        self._stop = threading.Event()
+        self._thread = None
+        self._started = time.monotonic()
+        self._write("etc/passwd", PASSWD)
+        self._write("proc/cpuinfo", "model name\t: Fictional CPU 8-Core @ 3.40GHz\n")
+        self._write("proc/meminfo", "MemTotal: 16240000 kB\nMemFree: 3200000 kB\nMemAvailable: 9800000 kB\n"
+                    "Buffers: 400000 kB\nCached: 5200000 kB\nSwapTotal: 8000000 kB\nSwapFree: 7100000 kB\n")
+        self._write("sys/class/net/wlan0/operstate", "up\n")
+        self._write("sys/class/net/wlan0/statistics/rx_bytes", "100000\n")
+        self._write("sys/class/net/eth0/operstate", "down\n")
+        if sensor:
+            self._write("sys/class/hwmon/hwmon0/name", "coretemp\n")
+            self._write("sys/class/hwmon/hwmon0/temp1_input", "58000\n")
+        self._write_topology(smt)
+        for number in range(gpus):
+            self._write_gpu(number)
+        for pid, name, own, _, megabytes in PROCESSES:
+            self._write(f"proc/{pid}/status", "Name:\t{0}\nUid:\t{1}\t{1}\t{1}\t{1}\n".format(name, USER[0] if own else 0))
+            self._write(f"proc/{pid}/comm", name + "\n")
+        self.advance()
+
+    def __enter__(self):
+        self._thread = threading.Thread(target=self._run, daemon=True)
+        self._thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self._stop.set()
+        self._thread.join()
+
+    def advance(self):
+        """Writes the counters as they are now."""
+        seconds = 1000 + time.monotonic() - self._started
+        lines = []
+        for core in range(self.cores):
+            busy = int(LOADS[core % len(LOADS)] * seconds * TICKS)
+            lines.append(f"cpu{core} {busy} 0 0 {int(seconds * TICKS) - busy} 0 0 0 0 0 0")
+        self._write("proc/stat", "\n".join(["cpu  0 0 0 0 0 0 0 0 0 0", *lines, ""]))
+        received, sent = int(seconds * 1_340_000), int(seconds * 94_000)
+        self._write("proc/net/dev", "Inter-| Receive | Transmit\n face |bytes packets\n"
+                    "    lo: 10 1 0 0 0 0 0 0 10 1 0 0 0 0 0 0\n"
+                    f" wlan0: {received} 9 0 0 0 0 0 0 {sent} 9 0 0 0 0 0 0\n"
+                    "  eth0: 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n")
+        page = os.sysconf("SC_PAGE_SIZE")
+        for pid, name, _, percent, megabytes in PROCESSES:
+            ticks = int(percent / 100 * seconds * TICKS)
+            pages = megabytes * 1024 * 1024 // page
+            self._write(f"proc/{pid}/stat", f"{pid} ({name}) S 1 1 1 0 -1 4194560 0 0 0 0 {ticks} 0 0 0 20 0 1 0 "
+                        f"{pid} 3670016000 {pages} 18446744073709551615 0 0 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n")
+
+    def _run(self):
+        while not self._stop.wait(0.2):
+            self.advance()
+
+    def _write(self, path, text):
+        """Replaced in one step: a reader never sees half a file."""
+        target = self.root / path
+        target.parent.mkdir(parents=True, exist_ok=True)
+        scratch = target.with_name(target.name + ".new")
+        scratch.write_text(text)
+        scratch.rename(target)
+
+    def _write_topology(self, smt):
+        for core in range(self.cores):
+            first = core - core % 2 if smt else core
+            siblings = f"{first},{first + 1}" if smt else str(core)
+            self._write(f"sys/devices/system/cpu/cpu{core}/topology/thread_siblings_list", siblings + "\n")
+
+    def _write_gpu(self, number):
+        device = f"sys/class/drm/card{number}/device"
+        shutil.copytree(FIXTURES / "gpu-amd/sys/class/drm/card0/device", self.root / device, dirs_exist_ok=True)
+        self._write(f"{device}/gpu_busy_percent", f"{(71, 34, 8)[number % 3]}\n")
+        self._write(f"{device}/mem_busy_percent", f"{(38, 12, 0)[number % 3]}\n")
+        for pid, megabytes in GPU_PROCESSES if number == 0 else ():
+            self._write(f"proc/{pid}/fd/5", "")
+            self._write(f"proc/{pid}/fdinfo/5", "drm-driver:\tamdgpu\ndrm-client-id:\t{}\ndrm-pdev:\t0000:03:00.0\n"
+                        "drm-memory-vram:\t{} KiB\n".format(pid, megabytes * 1024))
