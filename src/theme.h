@@ -16,7 +16,8 @@ struct Palette {
     static Palette dark_();
 };
 
-/// The whole style sheet of the popup and its pages.
+/// The whole style sheet of the popup and its pages, for GTK's CSS. The palette's texts are put in as they
+/// are.
 std::string build_css(const Palette& palette);
 
 /// Whether the dark look is in force; false until the first decision. Main thread only.
