@@ -6,10 +6,20 @@
 
 import configparser
 import os
+import struct
 import subprocess
 import tempfile
 import unittest
 from pathlib import Path
+
+REPOSITORY = Path(__file__).resolve().parents[1]
+
+
+def picture_size(path):
+    """Width and height in a PNG file's header."""
+    header = path.read_bytes()[:24]
+    assert header.startswith(b"\x89PNG"), path
+    return struct.unpack(">II", header[16:])
 
 
 class Installation(unittest.TestCase):
@@ -32,12 +42,18 @@ class Installation(unittest.TestCase):
         self.assertTrue(os.access(command, os.X_OK))
         self.assertEqual(command.name, "Korvalune")
 
-    def test_the_icon_is_there(self):
-        icon = self.prefix / "share/icons/hicolor/scalable/apps" / (self.desktop_entry()["Icon"] + ".svg")
-        self.assertIn("<svg", icon.read_text())
+    def test_the_icon_is_there_in_every_size(self):
+        theme = self.prefix / "share/icons/hicolor"
+        name = self.desktop_entry()["Icon"]
+        self.assertIn("<svg", (theme / f"scalable/apps/{name}.svg").read_text())
+        for size in (16, 22, 24, 32, 48, 64, 128, 256):
+            self.assertEqual(picture_size(theme / f"{size}x{size}/apps/{name}.png"), (size, size))
 
-    def test_the_directory_of_the_pages_images_is_there(self):
-        self.assertTrue((self.prefix / "share/korvalune/icons").is_dir())
+    def test_the_pages_images_are_there(self):
+        installed = sorted(path.name for path in (self.prefix / "share/korvalune/icons").iterdir())
+        source = sorted(path.name for path in (REPOSITORY / "assets/icons").glob("*.png"))
+        self.assertIn("go-up-symbolic.png", source)
+        self.assertEqual(installed, source)
 
 
 if __name__ == "__main__":
