@@ -5,10 +5,12 @@
 
 #include <cstdio>
 
+#include "desktop_look.h"
 #include "image_directory.h"
 #include "l10n.h"
 #include "panel_label.h"
 #include "popup_placement.h"
+#include "theme.h"
 
 namespace {
 
@@ -40,6 +42,8 @@ bool isOwnFile(const std::string& path) {
 
 App::App(const std::string& root) : settings_(std::make_unique<Settings>()) {
     if (!settings_->language_.empty()) L10n::setLanguage(settings_->language_);
+    dark_ = resolveDark();
+    set_active_dark(dark_);
     system_info_ = std::make_unique<SystemInfo>(root);
     if (!settings_->selected_net_.empty()) {
         system_info_->network_service_.setInterface(settings_->selected_net_);
@@ -54,13 +58,18 @@ App::App(const std::string& root) : settings_(std::make_unique<Settings>()) {
     };
     system_info_->on_slow_update = [this] { popup_->updateViews(); };
     settings_->on_change = [this] { renderLabelIcon(); };
+    settings_->on_theme_change = [this] { queueApplyTheme(); };
+    applyTheme();
+    watchSystemTheme();
 }
 
 App::~App() {
     system_info_->stop();
+    if (queued_theme_ != 0) g_source_remove(queued_theme_);
     system_info_->on_fast_update = nullptr;
     system_info_->on_slow_update = nullptr;
     settings_->on_change = nullptr;
+    settings_->on_theme_change = nullptr;
     unlink(icon_path_.c_str());
     for (const char* name : kImageNames)
         unlink(imagePath(name).c_str());
@@ -113,6 +122,44 @@ void App::appendTabItem(const std::string& text, guint8 tab) {
 
 void App::appendSeparator() {
     gtk_menu_shell_append(GTK_MENU_SHELL(menu_), gtk_separator_menu_item_new());
+}
+
+bool App::resolveDark() const {
+    if (settings_->theme_ == "dark") return true;
+    return settings_->theme_ != "light" && systemPrefersDark();
+}
+
+bool App::systemPrefersDark() {
+    return desktopPrefersDark();
+}
+
+void App::applyTheme() {
+    dark_ = resolveDark();
+    css_provider_ = applyLook(dark_, css_provider_);
+    if (popup_) popup_->updateViews();
+}
+
+void App::queueApplyTheme() {
+    if (queued_theme_ != 0) return;
+    queued_theme_ = g_idle_add(
+        [](gpointer self) -> gboolean {
+            auto* const app = static_cast<App*>(self);
+            app->queued_theme_ = 0;
+            app->applyTheme();
+            return G_SOURCE_REMOVE;
+        },
+        this);
+}
+
+void App::watchSystemTheme() {
+    portal_sub_ = watchDesktopLook(onPortalSettingChanged, this);
+}
+
+void App::onPortalSettingChanged(GDBusConnection* /*connection*/, const char* /*sender*/,
+                                 const char* /*path*/, const char* /*interface*/, const char* /*signal*/,
+                                 GVariant* parameters, gpointer self) {
+    auto* const app = static_cast<App*>(self);
+    if (isDesktopLookChange(parameters) && app->settings_->theme_ == "auto") app->applyTheme();
 }
 
 void App::onShowTab(GtkMenuItem* /*item*/, gpointer record) {

@@ -35,6 +35,16 @@ public:
     void renderLabelIcon();
     std::vector<LabelSegment> buildSegments() const;
 
+    /// Whether our windows are to be dark: as the settings say, or as the desktop does while they leave it to
+    /// the desktop.
+    bool resolveDark() const;
+    /// What the desktop prefers; may block for up to half a second.
+    static bool systemPrefersDark();
+    /// Decides anew and dresses all windows.
+    void applyTheme();
+    /// The same as soon as the main loop is idle.
+    void queueApplyTheme();
+
 private:
     void setupIndicator();
     void buildMenu();
@@ -42,6 +52,10 @@ private:
     void appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
+    void watchSystemTheme();
+    static void onPortalSettingChanged(GDBusConnection* connection, const char* sender, const char* path,
+                                       const char* interface, const char* signal, GVariant* parameters,
+                                       gpointer self);
     static void onShowTab(GtkMenuItem* item, gpointer record);
     static void onShowSettings(GtkMenuItem* item, gpointer self);
     static void onQuit(GtkMenuItem* item, gpointer data);
@@ -53,6 +67,10 @@ private:
     std::string icon_path_;  ///< scratch image, renamed when it is whole
     AppIndicator* indicator_ = nullptr;
     GtkWidget* menu_ = nullptr;
+    GtkCssProvider* css_provider_ = nullptr;  ///< the one style sheet, kept by the screen
+    bool dark_ = false;
+    guint portal_sub_ = 0;    ///< D-Bus subscription, 0 = none
+    guint queued_theme_ = 0;  ///< source id
     PanelImage panel_image_;
     PngWriter png_writer_;
     std::optional<PanelMetrics> panel_metrics_;  ///< looked up at the first drawing, then kept
