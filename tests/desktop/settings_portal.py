@@ -76,9 +76,9 @@ class SettingsPortal:
         interface = Gio.DBusNodeInfo.new_for_xml(DESCRIPTION).interfaces[0]
         self._connection.register_object(PATH, interface, self._on_call, None, None)
         replace_and_be_first = GLib.Variant("(su)", (NAME, 0x2 | 0x4))
-        reply = self._connection.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                           "RequestName", replace_and_be_first, None, Gio.DBusCallFlags.NONE,
-                                           10000, None).unpack()[0]
+        reply = self._connection.call_sync(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+            replace_and_be_first, None, Gio.DBusCallFlags.NONE, 10000, None).unpack()[0]
         if reply == 1:
             self._owned.set()
             self._loop.run()
@@ -135,7 +135,8 @@ class RealPortal:
 
     def scheme(self):
         """What the portal tells programs."""
-        return self._desktop.call(NAME, PATH, INTERFACE, "Read", GLib.Variant("(ss)", (APPEARANCE, COLOR_SCHEME)))[0]
+        question = GLib.Variant("(ss)", (APPEARANCE, COLOR_SCHEME))
+        return self._desktop.call(NAME, PATH, INTERFACE, "Read", question)[0]
 
     def _owned_by(self, name, pid):
         return self._desktop.owner_of(name) and self._desktop.process_of(name) == pid
