@@ -147,13 +147,7 @@ GtkWidget* PopupWindow::buildPages() {
     addPage(about_view_->container(), "about");
     addPage(settings_view_->page(), kSettingsPage);
 
-    scroller_ = gtk_scrolled_window_new(nullptr, nullptr);
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scroller_), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
-    // An overlaid bar would take the clicks meant for what lies below it.
-    gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(scroller_), FALSE);
-    gtk_container_add(GTK_CONTAINER(scroller_), main_stack_);
-    GtkWidget* const viewport = gtk_bin_get_child(GTK_BIN(scroller_));
-    gtk_viewport_set_shadow_type(GTK_VIEWPORT(viewport), GTK_SHADOW_NONE);
+    scroller_ = newScroller(main_stack_);
     return scroller_;
 }
 

@@ -74,6 +74,31 @@ void packSeparator(GtkWidget* box, unsigned padding) {
     pack(box, gtk_separator_new(GTK_ORIENTATION_HORIZONTAL), padding);
 }
 
+namespace {
+
+/// The theme's trough, made to stand beside whole documents, is too heavy for a small page.
+void lighten(GtkWidget* scrollbar) {
+    GtkCssProvider* const provider = gtk_css_provider_new();
+    gtk_css_provider_load_from_data(provider, "scrollbar { background: transparent; border: none; }", -1,
+                                    nullptr);
+    gtk_style_context_add_provider(gtk_widget_get_style_context(scrollbar), GTK_STYLE_PROVIDER(provider),
+                                   GTK_STYLE_PROVIDER_PRIORITY_APPLICATION + 1);
+    g_object_unref(provider);
+}
+
+}  // namespace
+
+GtkWidget* newScroller(GtkWidget* child) {
+    GtkWidget* const widget = gtk_scrolled_window_new(nullptr, nullptr);
+    auto* const scroller = GTK_SCROLLED_WINDOW(widget);
+    gtk_scrolled_window_set_policy(scroller, GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+    gtk_scrolled_window_set_overlay_scrolling(scroller, FALSE);
+    gtk_container_add(GTK_CONTAINER(widget), child);
+    gtk_viewport_set_shadow_type(GTK_VIEWPORT(gtk_bin_get_child(GTK_BIN(widget))), GTK_SHADOW_NONE);
+    lighten(gtk_scrolled_window_get_vscrollbar(scroller));
+    return widget;
+}
+
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes) {
     GtkWidget* row = newRow(6);
     pack(row, load_icon(icon, GTK_ICON_SIZE_MENU));

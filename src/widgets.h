@@ -66,6 +66,10 @@ void packAtEnd(GtkWidget* box, GtkWidget* child);
 /// Adds a horizontal line to a vertical box.
 void packSeparator(GtkWidget* box, unsigned padding = 0);
 
+/// Lets `child` scroll vertically, with a bar that takes room of its own beside it: one laid over the page
+/// would take the clicks meant for what lies below it.
+GtkWidget* newScroller(GtkWidget* child);
+
 /// An icon from load_icon() with a label behind it.
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes);
 
