@@ -1,23 +1,79 @@
 #pragma once
 
+#include <array>
+#include <optional>
+#include <string>
+
+#include "process_handle.h"
+#include "process_order.h"
+#include "process_row.h"
 #include "system_info.h"
 #include "widgets.h"
 
-/// A page with a table of processes.
+/// A page with a table of processes, those of everybody or those of the user. A click on a row selects its
+/// process, which a bar below the table then offers to terminate or kill, asking back once.
 class ProcessView {
 public:
-    ProcessView(SystemInfo& info, bool user_only)
-        : info_(info), user_only_(user_only), container_(newColumnBox(4)) {}
+    using SortColumn = ::SortColumn;
+
+    /// `info` must outlive the view.
+    ProcessView(SystemInfo& info, bool user_only);
+    ~ProcessView();
     ProcessView(const ProcessView&) = delete;
     ProcessView& operator=(const ProcessView&) = delete;
 
     GtkWidget* container() const { return container_; }
 
+    /// Shows the snapshot's present processes.
     void update() { rebuildList(); }
-    void rebuildList() {}
+    /// Makes all rows anew. The selection and the scroll position stay.
+    void rebuildList();
+    /// Puts an arrow behind the title of the column by which the table is sorted.
+    void updateSortIndicators();
+
+    /// A click on the row of a process: selects it, or deselects it if it is selected. `name` may be any
+    /// bytes.
+    void onProcessSelected(int pid, const std::string& name);
+    /// Shows the bar as the present state asks for: the selected process or the question.
+    void showActionBar();
+    /// Drops the selection and hides the bar.
+    void hideActionBar();
 
 private:
-    [[maybe_unused]] SystemInfo& info_;
-    [[maybe_unused]] bool user_only_;
+    GtkWidget* newTableHeader();
+    GtkWidget* newHeaderButton(SortColumn column);
+    GtkWidget* newScrolledList();
+    GtkWidget* newActionBar();
+    void addActionButton(const char* key, const char* data_key, void (*handler)(GtkButton*, ProcessView*));
+    GtkWidget* actionButton(const char* data_key) const;
+
+    void setHeaderText(SortColumn column, const std::string& text);
+    void askOrSignal(bool kill);
+    void signalSelected();
+    void setSelection(int pid, const std::string& name);
+    void queueRebuild();
+    void cancelQueuedRebuild();
+
+    static void onHeaderClicked(GtkButton* button, ProcessView* view);
+    static gboolean onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view);
+    static gboolean onQueuedRebuild(gpointer view);
+
+    SystemInfo& info_;
+    bool user_only_;
     OwnedWidget container_;
+    GtkWidget* list_box_ = nullptr;
+    GtkWidget* action_bar_ = nullptr;
+    GtkWidget* action_label_ = nullptr;
+    int selected_pid_ = -1;      ///< -1: none
+    std::string selected_name_;  ///< as the kernel has it, any bytes
+    bool confirm_mode_ = false;  ///< the bar asks whether to go on
+    bool confirm_kill_ = false;  ///< with SIGKILL rather than SIGTERM
+    SortColumn sort_col_ = SortColumn::Cpu;
+    bool sort_ascending_ = false;
+    std::array<GtkWidget*, kSortColumns.size()> header_btns_{};
+    std::array<std::string, kSortColumns.size()> header_base_;
+
+    ProcessColumns columns_;
+    std::optional<ProcessHandle> selected_process_;
+    guint rebuild_idle_ = 0;  ///< source id, 0 = none
 };

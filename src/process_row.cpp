@@ -1,0 +1,89 @@
+#include "process_row.h"
+
+#include "display_text.h"
+#include "short_text.h"
+#include "theme.h"
+
+namespace {
+
+constexpr TextColor kGreyOnLight{0x8080, 0x8080, 0x8080};
+constexpr TextColor kGreyOnDark{0xAAAA, 0xAAAA, 0xAAAA};
+constexpr TextColor kCyan{0, 0xCCCC, 0xCCCC};
+constexpr TextColor kGreen{0x3333, 0xCCCC, 0x3333};
+constexpr TextColor kYellow{0xE666, 0xCCCC, 0x0000};
+constexpr TextColor kRed{0xFFFF, 0x3333, 0x3333};
+
+constexpr double kMibPerGib = 1024;
+
+TextStyle rowStyle(std::optional<TextColor> color = std::nullopt) {
+    return {.points = 8, .monospace = true, .color = color};
+}
+
+std::string memoryText(double mib) {
+    return mib >= kMibPerGib ? shortText("%.1fG", mib / kMibPerGib) : shortText("%.0fM", mib);
+}
+
+GtkWidget* newNameCell(const std::string& name, const TextAttributes& attributes) {
+    constexpr int characters = 24;
+    GtkWidget* label = newLabel(displayText(name), attributes);
+    ellipsize(label);
+    gtk_label_set_width_chars(GTK_LABEL(label), characters);
+    gtk_label_set_max_width_chars(GTK_LABEL(label), characters);
+    return label;
+}
+
+/// A long user name gives way, so that the columns behind it stay in line.
+GtkWidget* newUserCell(const std::string& user, const TextAttributes& attributes) {
+    GtkWidget* label = newLabel(displayText(user), attributes);
+    ellipsizeToRoom(label);
+    gtk_widget_set_size_request(label, ProcessColumns::kWidths[indexOf(SortColumn::User)], -1);
+    return label;
+}
+
+}  // namespace
+
+ProcessRowStyles::ProcessRowStyles()
+    : name(rowStyle()),
+      aside(rowStyle(active_dark() ? kGreyOnDark : kGreyOnLight)),
+      memory(rowStyle(kCyan)),
+      calm_(rowStyle(kGreen)),
+      busy_(rowStyle(kYellow)),
+      full_(rowStyle(kRed)) {}
+
+const TextAttributes& ProcessRowStyles::ofCpuUsage(double percent) const {
+    if (percent < 50) return calm_;
+    return percent < 100 ? busy_ : full_;
+}
+
+ProcessColumns::ProcessColumns() {
+    for (SizeGroup& group : groups_)
+        group.reset(gtk_size_group_new(GTK_SIZE_GROUP_HORIZONTAL));
+}
+
+void ProcessColumns::align(SortColumn column, GtkWidget* cell) {
+    gtk_size_group_add_widget(groups_[indexOf(column)].get(), cell);
+}
+
+GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRowStyles& styles,
+                         ProcessColumns& columns) {
+    GtkWidget* cells = newRow(4);
+    const auto add = [&](SortColumn column, GtkWidget* cell) {
+        columns.align(column, cell);
+        pack(cells, cell);
+    };
+    const auto addFigure = [&](SortColumn column, const std::string& text, const TextAttributes& attributes) {
+        add(column, newColumn(text, attributes, ProcessColumns::kWidths[indexOf(column)], kAtEnd));
+    };
+    pack(cells, newColumn(std::to_string(rank), styles.aside, ProcessColumns::kRankWidth, kAtEnd));
+    add(SortColumn::Name, newNameCell(process.name, styles.name));
+    add(SortColumn::User, newUserCell(process.user, styles.aside));
+    addFigure(SortColumn::Mem, memoryText(process.memory_mb), styles.memory);
+    addFigure(SortColumn::Cpu, shortText("%.1f", process.cpu_usage), styles.ofCpuUsage(process.cpu_usage));
+
+    GtkWidget* row = gtk_event_box_new();
+    gtk_widget_set_size_request(row, -1, 18);
+    gtk_container_add(GTK_CONTAINER(row), cells);
+    g_object_set_data(G_OBJECT(row), "pid", GINT_TO_POINTER(process.pid));
+    g_object_set_data_full(G_OBJECT(row), "pname", g_strdup(process.name.c_str()), g_free);
+    return row;
+}

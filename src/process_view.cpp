@@ -1,0 +1,242 @@
+#include "process_view.h"
+
+#include <algorithm>
+#include <csignal>
+#include <vector>
+
+#include "display_text.h"
+#include "l10n.h"
+
+namespace {
+
+constexpr std::array<const char*, kSortColumns.size()> kTitleKeys{"header.process", "header.user",
+                                                                  "header.mem", "header.cpu"};
+
+constexpr const char* kTerminateButton = "term_btn";
+constexpr const char* kKillButton = "kill_btn";
+constexpr const char* kYesButton = "yes_btn";
+constexpr const char* kNoButton = "no_btn";
+
+constexpr std::size_t kMaxSelectionBytes = 255;
+
+const TextStyle kHeaderStyle{.points = 8, .weight = PANGO_WEIGHT_MEDIUM, .monospace = true};
+
+/// Figures stand at the end of their column.
+float alignmentOf(SortColumn column) {
+    return column == SortColumn::Mem || column == SortColumn::Cpu ? kAtEnd : kAtStart;
+}
+
+/// At most so many bytes of a valid text; no part of a character is left at the end.
+std::string cutTo(std::size_t most, std::string text) {
+    std::size_t end = std::min(most, text.size());
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        --end;
+    text.resize(end);
+    return text;
+}
+
+}  // namespace
+
+ProcessView::ProcessView(SystemInfo& info, bool user_only)
+    : info_(info), user_only_(user_only), container_(newColumnBox(4)) {
+    setPageMargins(container_, 4, 4);
+    pack(container_, newTableHeader());
+    packSeparator(container_);
+    packFilling(container_, newScrolledList());
+    packSeparator(container_);
+    pack(container_, newActionBar());
+    updateSortIndicators();
+    gtk_widget_show_all(container_);
+}
+
+ProcessView::~ProcessView() {
+    cancelQueuedRebuild();
+}
+
+GtkWidget* ProcessView::newTableHeader() {
+    GtkWidget* header = newRow(4);
+    pack(header, newColumn("#", kHeaderStyle, ProcessColumns::kRankWidth, kCentered));
+    for (const SortColumn column : kSortColumns) {
+        header_base_[indexOf(column)] = L10n::tr(kTitleKeys[indexOf(column)]);
+        pack(header, newHeaderButton(column));
+    }
+    return header;
+}
+
+GtkWidget* ProcessView::newHeaderButton(SortColumn column) {
+    GtkWidget* button = gtk_button_new();
+    gtk_button_set_relief(GTK_BUTTON(button), GTK_RELIEF_NONE);
+    gtk_widget_set_size_request(button, ProcessColumns::kWidths[indexOf(column)], -1);
+    g_object_set_data(G_OBJECT(button), "col", GINT_TO_POINTER(static_cast<int>(column)));
+    g_signal_connect(button, "clicked", G_CALLBACK(onHeaderClicked), this);
+    columns_.align(column, button);
+    header_btns_[indexOf(column)] = button;
+    return button;
+}
+
+GtkWidget* ProcessView::newScrolledList() {
+    list_box_ = newColumnBox(1);
+    GtkWidget* scrolled = newScroller(list_box_);
+    gtk_widget_set_vexpand(scrolled, TRUE);
+    gtk_widget_set_size_request(scrolled, -1, 450);
+    return scrolled;
+}
+
+/// What is packed at the end stands there in reverse: yes, no, terminate, kill.
+GtkWidget* ProcessView::newActionBar() {
+    action_bar_ = newRow(4);
+    action_label_ = newLabel("", TextStyle{.points = 9, .monospace = true});
+    ellipsize(action_label_);
+    gtk_widget_set_hexpand(action_label_, TRUE);
+    packFilling(action_bar_, action_label_);
+    addActionButton("kill", kKillButton, [](GtkButton*, ProcessView* view) { view->askOrSignal(true); });
+    addActionButton("terminate", kTerminateButton,
+                    [](GtkButton*, ProcessView* view) { view->askOrSignal(false); });
+    addActionButton("no", kNoButton, [](GtkButton*, ProcessView* view) {
+        view->confirm_mode_ = false;
+        view->showActionBar();
+    });
+    addActionButton("yes", kYesButton, [](GtkButton*, ProcessView* view) { view->signalSelected(); });
+    gtk_widget_show(action_label_);
+    gtk_widget_set_no_show_all(action_bar_, TRUE);
+    gtk_widget_hide(action_bar_);
+    return action_bar_;
+}
+
+void ProcessView::addActionButton(const char* key, const char* data_key,
+                                  void (*handler)(GtkButton*, ProcessView*)) {
+    GtkWidget* button = gtk_button_new_with_label(L10n::tr(key).c_str());
+    g_object_set_data(G_OBJECT(action_bar_), data_key, button);
+    g_signal_connect(button, "clicked", G_CALLBACK(handler), this);
+    packAtEnd(action_bar_, button);
+}
+
+GtkWidget* ProcessView::actionButton(const char* data_key) const {
+    return static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(action_bar_), data_key));
+}
+
+void ProcessView::rebuildList() {
+    cancelQueuedRebuild();
+    destroyChildren(list_box_);
+    std::vector<ProcessUsage> processes = user_only_ ? info_.user_processes : info_.top_processes;
+    if (processes.empty()) {
+        pack(list_box_, newLabel(L10n::tr("collecting.data"), TextStyle{.points = 9}, kCentered), 4);
+    }
+    sortProcesses(processes, sort_col_, sort_ascending_);
+    const ProcessRowStyles styles;
+    int rank = 0;
+    for (const ProcessUsage& process : processes) {
+        GtkWidget* row = newProcessRow(++rank, process, styles, columns_);
+        g_signal_connect(row, "button-press-event", G_CALLBACK(onRowPressed), this);
+        if (process.pid == selected_pid_)
+            gtk_style_context_add_class(gtk_widget_get_style_context(row), "selected-process");
+        pack(list_box_, row);
+    }
+    gtk_widget_show_all(list_box_);
+}
+
+void ProcessView::updateSortIndicators() {
+    for (const SortColumn column : kSortColumns) {
+        const char* const arrow = sort_ascending_ ? " ▲" : " ▼";
+        setHeaderText(column, header_base_[indexOf(column)] + (column == sort_col_ ? arrow : ""));
+    }
+}
+
+/// A button makes itself a new label for a new text, in the theme's style.
+void ProcessView::setHeaderText(SortColumn column, const std::string& text) {
+    GtkWidget* button = header_btns_[indexOf(column)];
+    gtk_button_set_label(GTK_BUTTON(button), text.c_str());
+    GtkWidget* label = gtk_bin_get_child(GTK_BIN(button));
+    TextAttributes(kHeaderStyle).applyTo(label);
+    gtk_label_set_xalign(GTK_LABEL(label), alignmentOf(column));
+}
+
+void ProcessView::onHeaderClicked(GtkButton* button, ProcessView* view) {
+    const auto column = static_cast<SortColumn>(GPOINTER_TO_INT(g_object_get_data(G_OBJECT(button), "col")));
+    view->sort_ascending_ = column == view->sort_col_ && !view->sort_ascending_;
+    view->sort_col_ = column;
+    view->updateSortIndicators();
+    view->rebuildList();
+}
+
+/// GTK reports the second click of two as a click and, once more, as a double click.
+gboolean ProcessView::onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view) {
+    if (event->type != GDK_BUTTON_PRESS) return TRUE;
+    const int pid = GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), "pid"));
+    const auto* name = static_cast<const char*>(g_object_get_data(G_OBJECT(row), "pname"));
+    view->onProcessSelected(pid, name);
+    return TRUE;
+}
+
+void ProcessView::onProcessSelected(int pid, const std::string& name) {
+    if (pid == selected_pid_) {
+        hideActionBar();
+        return;
+    }
+    selected_process_.emplace(pid);
+    setSelection(pid, name);
+    showActionBar();
+}
+
+/// The buttons take turns; one that had the keyboard's focus hands it on, to the harmless answer.
+void ProcessView::showActionBar() {
+    const std::string name = displayText(selected_name_);
+    const bool has_focus = gtk_container_get_focus_child(GTK_CONTAINER(action_bar_)) != nullptr;
+    const std::string text =
+        confirm_mode_ ? L10n::tr(confirm_kill_ ? "confirm.kill" : "confirm.terminate", name)
+                      : cutTo(kMaxSelectionBytes, name + " (" + std::to_string(selected_pid_) + ")");
+    gtk_label_set_text(GTK_LABEL(action_label_), text.c_str());
+    for (const char* const button : {kTerminateButton, kKillButton})
+        gtk_widget_set_visible(actionButton(button), !confirm_mode_);
+    for (const char* const button : {kYesButton, kNoButton})
+        gtk_widget_set_visible(actionButton(button), confirm_mode_);
+    gtk_widget_show(action_bar_);
+    if (has_focus) gtk_widget_grab_focus(actionButton(confirm_mode_ ? kNoButton : kTerminateButton));
+}
+
+void ProcessView::hideActionBar() {
+    selected_process_.reset();
+    setSelection(-1, {});
+    gtk_widget_hide(action_bar_);
+}
+
+void ProcessView::setSelection(int pid, const std::string& name) {
+    selected_pid_ = pid;
+    selected_name_ = name;
+    confirm_mode_ = false;
+    queueRebuild();
+}
+
+/// The first press asks and hides the button; should it be pressed all the same, that is a yes.
+void ProcessView::askOrSignal(bool kill) {
+    if (confirm_mode_) {
+        if (kill == confirm_kill_) signalSelected();
+        return;
+    }
+    confirm_mode_ = true;
+    confirm_kill_ = kill;
+    showActionBar();
+}
+
+/// Nobody is told when the process can't be signalled.
+void ProcessView::signalSelected() {
+    if (selected_process_) selected_process_->signal(confirm_kill_ ? SIGKILL : SIGTERM);
+    hideActionBar();
+}
+
+/// The highlight follows once the event is through: the row that was clicked must not end in its own handler.
+void ProcessView::queueRebuild() {
+    if (rebuild_idle_ == 0) rebuild_idle_ = g_idle_add(onQueuedRebuild, this);
+}
+
+void ProcessView::cancelQueuedRebuild() {
+    if (rebuild_idle_ != 0) g_source_remove(rebuild_idle_);
+    rebuild_idle_ = 0;
+}
+
+gboolean ProcessView::onQueuedRebuild(gpointer view) {
+    auto* self = static_cast<ProcessView*>(view);
+    self->rebuild_idle_ = 0;
+    self->rebuildList();
+    return G_SOURCE_REMOVE;
+}

@@ -1,0 +1,297 @@
+// Selecting a process on a process page, and what the bar below the table then does to it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+
+#include "process_page.h"
+#include "sleeper.h"
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+class ProcessActionsTest : public ProcessViewTest {
+protected:
+    /// Two processes that don't exist.
+    void SetUp() override { openWith({process(kNobody, "zsh", 2), process(kNobody + 1, "make", 1)}); }
+
+    GtkWidget* zsh() const { return rows().at(0); }
+    GtkWidget* make() const { return rows().at(1); }
+
+    bool hasFocus(const char* key) const { return gtk_window_get_focus(GTK_WINDOW(window_)) == button(key); }
+
+    int leftEdge(const char* key) const {
+        int left = 0;
+        gtk_widget_translate_coordinates(button(key), bar(), 0, 0, &left, nullptr);
+        return left;
+    }
+
+    static std::ptrdiff_t openDescriptors() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    }
+};
+
+const std::vector<std::string> kActions{"term_btn", "kill_btn"};
+const std::vector<std::string> kAnswers{"yes_btn", "no_btn"};
+
+}  // namespace
+
+// --- The bar ---
+
+TEST_F(ProcessActionsTest, TheBarIsHiddenUntilAProcessIsSelected) {
+    EXPECT_FALSE(gtk_widget_get_visible(bar()));
+    gtk_widget_show_all(window_);
+    EXPECT_FALSE(gtk_widget_get_visible(bar()));
+    press(zsh());
+    EXPECT_EQ(barText(), "zsh (2000000000)");
+    EXPECT_EQ(offers(), kActions);
+    GtkWidget* label = labelWithText(bar(), barText());
+    EXPECT_TRUE(gtk_widget_get_mapped(label));
+    EXPECT_EQ(styleOf(label), "9pt 400 monospace");
+    EXPECT_EQ(gtk_label_get_ellipsize(GTK_LABEL(label)), PANGO_ELLIPSIZE_END);
+    EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(label)), 0);
+    EXPECT_TRUE(gtk_widget_get_hexpand(label));
+}
+
+TEST_F(ProcessActionsTest, ButtonsReadFromLeftToRight) {
+    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button("term_btn"))), "Terminate");
+    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button("kill_btn"))), "Kill");
+    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button("yes_btn"))), "Yes");
+    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button("no_btn"))), "No");
+    press(zsh());
+    EXPECT_TRUE(comesTrue([this] { return leftEdge("term_btn") > 100; }));
+    EXPECT_LT(leftEdge("term_btn"), leftEdge("kill_btn"));
+    clickButton("term_btn");
+    EXPECT_TRUE(comesTrue([this] { return leftEdge("yes_btn") > 100; }));
+    EXPECT_LT(leftEdge("yes_btn"), leftEdge("no_btn"));
+    for (const char* key : {"yes_btn", "no_btn", "term_btn", "kill_btn"})
+        EXPECT_TRUE(gtk_widget_get_can_focus(button(key))) << key;
+}
+
+TEST_F(ProcessActionsTest, TheBarAsksBeforeItActs) {
+    press(zsh());
+    clickButton("term_btn");
+    EXPECT_EQ(barText(), "Terminate zsh?");
+    EXPECT_EQ(offers(), kAnswers);
+    clickButton("no_btn");
+    EXPECT_EQ(barText(), "zsh (2000000000)");
+    EXPECT_EQ(offers(), kActions);
+    clickButton("kill_btn");
+    EXPECT_EQ(barText(), "Kill zsh?");
+    EXPECT_EQ(offers(), kAnswers);
+    clickButton("yes_btn");
+    EXPECT_THAT(offers(), IsEmpty());
+}
+
+TEST_F(ProcessActionsTest, AnotherClickOnTheSelectedRowDropsTheSelectionInAnyState) {
+    for (const char* asked : {"", "term_btn", "kill_btn"}) {
+        press(zsh());
+        if (*asked != '\0') clickButton(asked);
+        press(zsh());
+        EXPECT_THAT(offers(), IsEmpty()) << asked;
+        settle();
+        EXPECT_THAT(highlighted(), IsEmpty());
+    }
+    press(zsh());
+    EXPECT_EQ(offers(), kActions);
+}
+
+TEST_F(ProcessActionsTest, AClickOnAnotherRowSelectsThatAndAsksNoMore) {
+    press(zsh());
+    clickButton("kill_btn");
+    press(make());
+    EXPECT_EQ(barText(), "make (2000000001)");
+    EXPECT_EQ(offers(), kActions);
+}
+
+TEST_F(ProcessActionsTest, HidingTheBarDropsTheSelection) {
+    press(zsh());
+    clickButton("kill_btn");
+    view_->hideActionBar();
+    EXPECT_THAT(offers(), IsEmpty());
+    settle();
+    EXPECT_THAT(highlighted(), IsEmpty());
+    press(zsh());
+    EXPECT_EQ(offers(), kActions);
+}
+
+TEST_F(ProcessActionsTest, AHiddenButtonDoesNotTurnTheQuestionIntoTheOther) {
+    press(zsh());
+    clickButton("term_btn");
+    clickButton("kill_btn");
+    EXPECT_EQ(barText(), "Terminate zsh?");
+    clickButton("term_btn");
+    EXPECT_THAT(offers(), IsEmpty());
+}
+
+TEST_F(ProcessActionsTest, TheKeyboardGoesFromTheActionToTheHarmlessAnswer) {
+    press(zsh());
+    gtk_widget_grab_focus(button("kill_btn"));
+    clickButton("kill_btn");
+    EXPECT_TRUE(hasFocus("no_btn"));
+    clickButton("no_btn");
+    EXPECT_TRUE(hasFocus("term_btn"));
+    gtk_widget_grab_focus(titles()[0]);
+    press(make());
+    EXPECT_FALSE(hasFocus("term_btn"));
+}
+
+// --- Rows ---
+
+TEST_F(ProcessActionsTest, TheSelectedRowStandsOutAtOnceButNotWithinItsOwnHandler) {
+    GtkWidget* row = zsh();
+    EXPECT_TRUE(press(row));
+    EXPECT_EQ(zsh(), row);
+    settle();
+    EXPECT_THAT(highlighted(), ElementsAre(kNobody));
+    press(make());
+    settle();
+    EXPECT_THAT(highlighted(), ElementsAre(kNobody + 1));
+}
+
+TEST_F(ProcessActionsTest, AnyMouseButtonSelectsAndADoubleClickIsTwoClicks) {
+    for (const guint number : {1U, 2U, 3U}) {
+        press(zsh(), GDK_BUTTON_PRESS, number);
+        EXPECT_EQ(offers(), kActions) << number;
+        press(zsh(), GDK_BUTTON_PRESS, number);
+        EXPECT_TRUE(press(zsh(), GDK_2BUTTON_PRESS, number));
+        EXPECT_THAT(offers(), IsEmpty()) << number;
+        press(zsh(), GDK_BUTTON_PRESS, number);
+        EXPECT_TRUE(press(zsh(), GDK_3BUTTON_PRESS, number));
+        EXPECT_EQ(offers(), kActions) << number;
+        press(zsh(), GDK_BUTTON_PRESS, number);
+    }
+}
+
+TEST_F(ProcessActionsTest, TheSelectionOutlivesRefreshesAbsenceAndClosing) {
+    press(zsh());
+    info_.top_processes = {process(kNobody + 1, "make")};
+    view_->update();
+    EXPECT_EQ(barText(), "zsh (2000000000)");
+    EXPECT_THAT(highlighted(), IsEmpty());
+    gtk_widget_hide(window_);
+    settle();
+    gtk_widget_show_all(window_);
+    info_.top_processes.clear();
+    view_->update();
+    info_.top_processes = {process(kNobody + 1, "make"), process(kNobody, "zsh")};
+    view_->update();
+    EXPECT_EQ(barText(), "zsh (2000000000)");
+    EXPECT_EQ(offers(), kActions);
+    EXPECT_THAT(highlighted(), ElementsAre(kNobody));
+}
+
+// --- Names from elsewhere ---
+
+TEST_F(ProcessActionsTest, TheBarShowsAnyNameAsHarmlessText) {
+    view_->onProcessSelected(kNobody,
+                             "<b>%s%n\n\xff"
+                             "\xe2\x80\xae");
+    EXPECT_EQ(barText(), "<b>%s%n��� (2000000000)");
+    clickButton("kill_btn");
+    EXPECT_EQ(barText(), "Kill <b>%s%n���?");
+}
+
+TEST_F(ProcessActionsTest, LongNamesAreCutBetweenCharacters) {
+    for (int lead = 0; lead < 4; ++lead) {
+        std::string name(static_cast<std::size_t>(lead), 'x');
+        for (int i = 0; i < 300; ++i)
+            name += "€";
+        view_->onProcessSelected(kNobody + lead, name);
+        EXPECT_LE(barText().size(), 255U);
+        EXPECT_GT(barText().size(), 252U);
+        EXPECT_TRUE(g_utf8_validate(barText().c_str(), -1, nullptr));
+        clickButton("term_btn");
+        EXPECT_LE(barText().size(), 511U);
+        EXPECT_GT(barText().size(), 508U);
+        EXPECT_TRUE(g_utf8_validate(barText().c_str(), -1, nullptr));
+    }
+    // 242 + " (2000000000)" is 255 bytes.
+    view_->onProcessSelected(kNobody, std::string(242, 'x'));
+    EXPECT_THAT(barText(), EndsWith("x (2000000000)"));
+    view_->onProcessSelected(kNobody + 1, std::string(243, 'x'));
+    EXPECT_THAT(barText(), EndsWith("x (2000000001"));
+}
+
+// --- Signals ---
+
+TEST_F(ProcessActionsTest, YesTerminatesOrKillsTheSelectedProcess) {
+    for (const auto& [asked, number] : {std::pair("term_btn", SIGTERM), std::pair("kill_btn", SIGKILL)}) {
+        Sleeper target;
+        Sleeper bystander;
+        info_.top_processes = {process(target.pid(), "sleeper"), process(bystander.pid(), "other")};
+        view_->update();
+        press(rows().at(0));
+        clickButton(asked);
+        EXPECT_TRUE(target.isAlive());
+        clickButton("yes_btn");
+        EXPECT_EQ(target.awaitEnd(), number);
+        EXPECT_TRUE(bystander.isAlive());
+        EXPECT_THAT(offers(), IsEmpty());
+        settle();
+        EXPECT_THAT(highlighted(), IsEmpty());
+    }
+}
+
+TEST_F(ProcessActionsTest, AHiddenActionButtonIsAYesToItsOwnQuestion) {
+    for (const auto& [asked, number] : {std::pair("term_btn", SIGTERM), std::pair("kill_btn", SIGKILL)}) {
+        Sleeper target;
+        view_->onProcessSelected(target.pid(), "sleeper");
+        clickButton(asked);
+        clickButton(asked);
+        EXPECT_EQ(target.awaitEnd(), number);
+        EXPECT_THAT(offers(), IsEmpty());
+    }
+}
+
+TEST_F(ProcessActionsTest, NoAndDeselectingSendNothing) {
+    const Sleeper target;
+    view_->onProcessSelected(target.pid(), "sleeper");
+    clickButton("kill_btn");
+    clickButton("no_btn");
+    clickButton("term_btn");
+    view_->onProcessSelected(target.pid(), "sleeper");
+    EXPECT_THAT(offers(), IsEmpty());
+    clickButton("yes_btn");
+    settle();
+    EXPECT_TRUE(target.isAlive());
+}
+
+TEST_F(ProcessActionsTest, AnEndedProcessJustLeavesTheBar) {
+    Sleeper target;
+    view_->onProcessSelected(target.pid(), "sleeper");
+    clickButton("term_btn");
+    target.end();
+    clickButton("yes_btn");
+    EXPECT_THAT(offers(), IsEmpty());
+}
+
+// --- Ends ---
+
+TEST_F(ProcessActionsTest, ASelectionHoldsNothingBeyondItsEnd) {
+    const Sleeper target;
+    const Sleeper other;
+    const auto before = openDescriptors();
+    for (int i = 0; i < 100; ++i) {
+        view_->onProcessSelected(target.pid(), "sleeper");
+        view_->onProcessSelected(other.pid(), "other");
+        if (i % 2 == 0) view_->onProcessSelected(other.pid(), "other");
+        EXPECT_LE(openDescriptors(), before + 1);
+    }
+    view_->hideActionBar();
+    EXPECT_EQ(openDescriptors(), before);
+    view_->onProcessSelected(target.pid(), "sleeper");
+    view_.reset();
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ProcessActionsTest, AViewMayEndRightAfterAClick) {
+    press(zsh());
+    view_.reset();
+    settle();
+}
