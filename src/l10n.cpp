@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "i18n_data.h"
+#include "short_text.h"
 
 namespace {
 
@@ -44,15 +45,6 @@ std::size_t rowOfEnvironment() {
     return kUnknown;
 }
 
-/// Shortens a text that is too long, without leaving a part of a character at its end.
-void cut(std::string& text) {
-    if (text.size() <= kMaxFilledBytes) return;
-    std::size_t end = kMaxFilledBytes;
-    while (end > kMaxFilledBytes - 3 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    text.resize(end);
-}
-
 /// The text for `key` with each "%s", "%d" and "%%" replaced, as printf would. A placeholder without its
 /// argument stays as it is: unlike with printf, no text can make the program read what is not there.
 std::string fill(const char* key, const char* s, const int* n) {
@@ -72,7 +64,7 @@ std::string fill(const char* key, const char* s, const int* n) {
         }
         ++at;
     }
-    cut(filled);
+    cutAtCharacter(filled, kMaxFilledBytes);
     return filled;
 }
 

@@ -40,6 +40,16 @@ GtkWidget* newUserCell(const std::string& user, const TextAttributes& attributes
     return label;
 }
 
+/// An event box does not notice the pointer by itself.
+gboolean onPointerCrossed(GtkWidget* row, GdkEventCrossing* event, gpointer /*data*/) {
+    if (event->type == GDK_ENTER_NOTIFY) {
+        gtk_widget_set_state_flags(row, GTK_STATE_FLAG_PRELIGHT, FALSE);
+    } else {
+        gtk_widget_unset_state_flags(row, GTK_STATE_FLAG_PRELIGHT);
+    }
+    return GDK_EVENT_PROPAGATE;
+}
+
 }  // namespace
 
 ProcessRowStyles::ProcessRowStyles()
@@ -83,6 +93,10 @@ GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRow
     GtkWidget* row = gtk_event_box_new();
     gtk_widget_set_size_request(row, -1, 18);
     gtk_container_add(GTK_CONTAINER(row), cells);
+    gtk_style_context_add_class(gtk_widget_get_style_context(row), "process-row");
+    gtk_widget_add_events(row, GDK_ENTER_NOTIFY_MASK | GDK_LEAVE_NOTIFY_MASK);
+    g_signal_connect(row, "enter-notify-event", G_CALLBACK(onPointerCrossed), nullptr);
+    g_signal_connect(row, "leave-notify-event", G_CALLBACK(onPointerCrossed), nullptr);
     g_object_set_data(G_OBJECT(row), "pid", GINT_TO_POINTER(process.pid));
     g_object_set_data_full(G_OBJECT(row), "pname", g_strdup(process.name.c_str()), g_free);
     return row;

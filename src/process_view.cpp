@@ -6,6 +6,7 @@
 
 #include "display_text.h"
 #include "l10n.h"
+#include "short_text.h"
 
 namespace {
 
@@ -24,15 +25,6 @@ const TextStyle kHeaderStyle{.points = 8, .weight = PANGO_WEIGHT_MEDIUM, .monosp
 /// Figures stand at the end of their column.
 float alignmentOf(SortColumn column) {
     return column == SortColumn::Mem || column == SortColumn::Cpu ? kAtEnd : kAtStart;
-}
-
-/// At most so many bytes of a valid text; no part of a character is left at the end.
-std::string cutTo(std::size_t most, std::string text) {
-    std::size_t end = std::min(most, text.size());
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
-        --end;
-    text.resize(end);
-    return text;
 }
 
 }  // namespace
@@ -182,9 +174,9 @@ void ProcessView::onProcessSelected(int pid, const std::string& name) {
 void ProcessView::showActionBar() {
     const std::string name = displayText(selected_name_);
     const bool has_focus = gtk_container_get_focus_child(GTK_CONTAINER(action_bar_)) != nullptr;
-    const std::string text =
-        confirm_mode_ ? L10n::tr(confirm_kill_ ? "confirm.kill" : "confirm.terminate", name)
-                      : cutTo(kMaxSelectionBytes, name + " (" + std::to_string(selected_pid_) + ")");
+    std::string text = name + " (" + std::to_string(selected_pid_) + ")";
+    cutAtCharacter(text, kMaxSelectionBytes);
+    if (confirm_mode_) text = L10n::tr(confirm_kill_ ? "confirm.kill" : "confirm.terminate", name);
     gtk_label_set_text(GTK_LABEL(action_label_), text.c_str());
     for (const char* const button : {kTerminateButton, kKillButton})
         gtk_widget_set_visible(actionButton(button), !confirm_mode_);

@@ -22,3 +22,11 @@ std::string figureWithUnit(double value, char unit) {
     if (value < 10) return shortText("%.1f%c", value, unit);
     return shortText("%.0f%c", std::trunc(value), unit);
 }
+
+void cutAtCharacter(std::string& text, std::size_t most) {
+    if (text.size() <= most) return;
+    std::size_t end = most;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        --end;
+    text.resize(end);
+}

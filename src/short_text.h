@@ -11,3 +11,6 @@ std::string padLeft(const std::string& text, std::size_t width);
 
 /// A figure followed by its unit, with one decimal below 10, else cut to whole units: "1.5M", "15M".
 std::string figureWithUnit(double value, char unit);
+
+/// Shortens a valid UTF-8 text to at most `most` bytes, without leaving a part of a character at its end.
+void cutAtCharacter(std::string& text, std::size_t most);

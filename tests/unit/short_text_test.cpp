@@ -31,3 +31,17 @@ TEST(FigureWithUnit, HasOneDecimalBelowTen) {
     EXPECT_EQ(figureWithUnit(15.9, 'G'), "15G");
     EXPECT_EQ(figureWithUnit(17179869184.0, 'G'), "17179869184G");
 }
+
+TEST(CutAtCharacter, LeavesNoPartOfACharacter) {
+    const auto cut = [](std::string text, std::size_t most) {
+        cutAtCharacter(text, most);
+        return text;
+    };
+    EXPECT_EQ(cut("abc", 3), "abc");
+    EXPECT_EQ(cut("abc", 2), "ab");
+    EXPECT_EQ(cut("aé", 2), "a");
+    EXPECT_EQ(cut("aé", 3), "aé");
+    EXPECT_EQ(cut("a\U0001F600b", 4), "a");
+    EXPECT_EQ(cut("a\U0001F600b", 5), "a\U0001F600");
+    EXPECT_EQ(cut("é", 0), "");
+}
