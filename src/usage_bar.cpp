@@ -27,7 +27,8 @@ void drawUsageBar(cairo_t* context, double width, double height, double percent,
     cairo_fill(context);
 
     cairo_set_source_rgba(context, color.r, color.g, color.b, 1.0);
-    const double filled = std::clamp(percent / 100 * width, 1.0, std::max(1.0, width));
+    // In this order what is no number becomes 1 too.
+    const double filled = std::min(std::max(1.0, percent / 100 * width), std::max(1.0, width));
     if (sliver == SliverShape::Tucked && filled < kRadius) {
         cairo_save(context);
         addRoundedPath(context, height, width - kRadius, kRadius);

@@ -16,6 +16,6 @@ enum class SliverShape {
 };
 
 /// Fills a rectangle of `width` x `height` pixels at the origin; `percent` below one pixel's worth is drawn
-/// as one pixel, above 100 as 100.
+/// as one pixel, as is what is no number; above 100 as 100.
 void drawUsageBar(cairo_t* context, double width, double height, double percent, const UsageColor& color,
                   SliverShape sliver);

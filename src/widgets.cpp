@@ -32,6 +32,10 @@ GtkWidget* newColumn(const std::string& text, const TextAttributes& attributes, 
     return label;
 }
 
+void setText(GtkWidget* label, const std::string& text) {
+    if (text != gtk_label_get_text(GTK_LABEL(label))) gtk_label_set_text(GTK_LABEL(label), text.c_str());
+}
+
 void ellipsize(GtkWidget* label) {
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
 }

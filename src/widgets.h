@@ -45,6 +45,9 @@ GtkWidget* newLabel(const std::string& text, const TextAttributes& attributes, f
 /// A label of `width` pixels at least.
 GtkWidget* newColumn(const std::string& text, const TextAttributes& attributes, int width, float x_align);
 
+/// Changes a label's text. The same text again costs no new layout.
+void setText(GtkWidget* label, const std::string& text);
+
 /// Lets a label end in an ellipsis where it does not fit.
 void ellipsize(GtkWidget* label);
 
@@ -78,6 +81,19 @@ void setPageMargins(GtkWidget* page, int sides, int top);
 
 /// Destroys everything in a container.
 void destroyChildren(GtkWidget* container);
+
+/// Attaches a record to a widget, which frees it at its own end or when another record takes its place.
+template <typename Record>
+void attach(GtkWidget* widget, const char* key, const Record& record) {
+    g_object_set_data_full(G_OBJECT(widget), key, new Record(record),
+                           [](gpointer old) { delete static_cast<Record*>(old); });
+}
+
+/// The record attached under this key, or null. It must be one of this type.
+template <typename Record>
+Record* attached(GtkWidget* widget, const char* key) {
+    return static_cast<Record*>(g_object_get_data(G_OBJECT(widget), key));
+}
 
 /// What screen readers call a widget that has no text of its own.
 void setAccessibleName(GtkWidget* widget, const std::string& name);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 
 #include "cairo_handles.h"
@@ -82,6 +83,12 @@ TEST(UsageBar, HundredAndMoreFillTheTrack) {
         EXPECT_TRUE(bar.isFilled(0));
         EXPECT_TRUE(bar.isFilled(99));
     }
+}
+
+TEST(UsageBar, WhatIsNoNumberIsDrawnAsNothing) {
+    const Drawn bar(std::nan(""));
+    EXPECT_TRUE(bar.isFilled(0));
+    EXPECT_EQ(bar.pixel(3), kTrack);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "widget_tree.h"
@@ -17,6 +18,35 @@ int naturalWidth(GtkWidget* widget) {
 TEST(Widgets, LabelTextIsNoMarkup) {
     const OwnedWidget label(newLabel("<b>&", TextStyle{}));
     EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(static_cast<GtkWidget*>(label))), "<b>&");
+}
+
+TEST(Widgets, TheSameTextAgainCostsNoLayout) {
+    const OwnedWidget label(newLabel("x", TextStyle{}));
+    int changes = 0;
+    g_signal_connect_swapped(static_cast<GtkWidget*>(label), "notify::label",
+                             G_CALLBACK(+[](int* count) { ++*count; }), &changes);
+    setText(label, "x");
+    EXPECT_EQ(changes, 0);
+    setText(label, "y");
+    EXPECT_EQ(changes, 1);
+    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(static_cast<GtkWidget*>(label))), "y");
+}
+
+TEST(Widgets, AnAttachedRecordIsFreedOnceItHasHadItsTime) {
+    auto record = std::make_shared<int>(7);
+    const std::weak_ptr<int> first = record;
+    {
+        const OwnedWidget label(newLabel("", TextStyle{}));
+        EXPECT_EQ(attached<std::shared_ptr<int>>(label, "key"), nullptr);
+        attach(label, "key", record);
+        EXPECT_EQ(**attached<std::shared_ptr<int>>(label, "key"), 7);
+        record = std::make_shared<int>(8);
+        attach(label, "key", record);
+        EXPECT_TRUE(first.expired());
+        EXPECT_EQ(**attached<std::shared_ptr<int>>(label, "key"), 8);
+        EXPECT_EQ(record.use_count(), 2);
+    }
+    EXPECT_EQ(record.use_count(), 1);
 }
 
 TEST(Widgets, ALabelEllipsizedToRoomAsksForNone) {
