@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core_bars.h"
 #include "display_text.h"
 #include "l10n.h"
 #include "short_text.h"
@@ -25,13 +26,6 @@ const TextStyle kReading{.points = 10, .weight = kHeaderWeight, .monospace = tru
 const char* temperatureColor(double celsius) {
     if (celsius < 50) return "#4caf50";
     return celsius <= 80 ? "#ff9800" : "#f44336";
-}
-
-UsageColor barColor(const BarData& data) {
-    const bool primary = data.perf_level == 0;
-    if (data.usage >= 80) return primary ? UsageColor{0.6, 0.2, 0.8} : UsageColor{1.0, 0.6, 0.0};
-    if (data.usage >= 50) return primary ? UsageColor{0.2, 0.4, 1.0} : UsageColor{0.9, 0.8, 0.0};
-    return primary ? UsageColor{0.0, 0.8, 0.8} : UsageColor{0.2, 0.8, 0.2};
 }
 
 /// Cut to whole percent; what is no number becomes 0.
@@ -179,7 +173,8 @@ void CPUView::addGroup(const char* title, const UsageColor& color, bool siblings
 gboolean CPUView::drawBar(GtkWidget* bar, cairo_t* context, gpointer) {
     const auto* data = attached<BarData>(bar, kBarData);
     if (data == nullptr) return FALSE;
+    const BarColor color = barColor({.usage = data->usage, .perfLevel = data->perf_level});
     drawUsageBar(context, gtk_widget_get_allocated_width(bar), gtk_widget_get_allocated_height(bar),
-                 data->usage, barColor(*data), SliverShape::Rounded);
+                 data->usage, {color.r, color.g, color.b}, SliverShape::Rounded);
     return TRUE;
 }
