@@ -107,9 +107,9 @@ double smoothRate(double smoothed, double raw) {
 
 // Each interface is a record of its own in net/dev, so that a long list comes in several reads.
 NetworkService::NetworkService(const std::string& root, Clock::time_point now)
-    : dev_(kernelPath(root, "/proc/net/dev"), KernelFile::Kind::Records) {
-    const std::vector<NetInterface> interfaces = listInterfaces(root);
-    if (!interfaces.empty() && interfaces.front().is_up) selected_iface_ = interfaces.front().name;
+    : root_(root), dev_(kernelPath(root, "/proc/net/dev"), KernelFile::Kind::Records) {
+    const std::vector<NetInterface> found = interfaces();
+    if (!found.empty() && found.front().is_up) selected_iface_ = found.front().name;
     restart(now);
 }
 

@@ -52,13 +52,19 @@ public:
     /// Chooses the interface to measure, the empty name for all but "lo", and starts again from rate 0.
     void setInterface(const std::string& name, Clock::time_point now = Clock::now());
 
+    /// The interface being measured; empty: all but "lo".
+    const std::string& selectedInterface() const { return selected_iface_; }
+
     /// All interfaces but "lo", those that are up first, the busiest first among them.
     static std::vector<NetInterface> listInterfaces(const std::string& root = "/");
+    /// The same of the machine that this service measures.
+    std::vector<NetInterface> interfaces() const { return listInterfaces(root_); }
 
 private:
     std::optional<NetBytes> tryReadBytes();
     void restart(Clock::time_point now);
 
+    std::string root_;
     KernelFile dev_;
     std::string selected_iface_;
     std::uint64_t prev_rx_ = 0;

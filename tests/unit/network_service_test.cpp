@@ -290,6 +290,17 @@ TEST(NetworkService, AnotherInterfaceStartsAgainFromZero) {
     EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 5s).bytes_down_per_sec, 200);
 }
 
+TEST(NetworkService, TellsWhatItMeasuresAndCouldMeasure) {
+    FakeKernel kernel;
+    kernel.file("/proc/net/dev", kHeader + devLine("eth0", 1, 1) + devLine("eth1", 2, 2));
+    NetworkService service(kernel.root(), kStart);
+    EXPECT_EQ(service.selectedInterface(), "");
+    addInterface(kernel, "eth1", "up", "100");
+    EXPECT_THAT(namesOf(service.interfaces()), ElementsAre("eth1", "eth0"));
+    service.setInterface("eth0", kStart);
+    EXPECT_EQ(service.selectedInterface(), "eth0");
+}
+
 TEST(NetworkService, AnInterfaceThatIsGoneGlidesToZero) {
     FakeKernel kernel;
     count(kernel, 0, 0);
