@@ -106,7 +106,9 @@ GtkWidget* newScroller(GtkWidget* child) {
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes) {
     GtkWidget* row = newRow(6);
     pack(row, load_icon(icon, GTK_ICON_SIZE_MENU));
-    pack(row, newLabel(title, attributes));
+    GtkWidget* label = newLabel(title, attributes);
+    ellipsize(label);  // translations may be longer than the page is wide
+    pack(row, label);
     return row;
 }
 
