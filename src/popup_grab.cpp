@@ -19,6 +19,7 @@ bool isX11(GdkDisplay* display) {
 
 PopupGrab::PopupGrab(GtkWidget* window) : window_(window), on_x11_(isX11(gtk_widget_get_display(window))) {
     g_signal_connect(window, "grab-notify", G_CALLBACK(onGrabNotify), this);
+    g_signal_connect(window, "key-release-event", G_CALLBACK(onKeyRelease), this);
     g_signal_connect(window, "hide", G_CALLBACK(onHide), this);
 }
 
@@ -56,6 +57,14 @@ GdkSeat* PopupGrab::seat() const {
     return gdk_display_get_default_seat(gtk_widget_get_display(window_));
 }
 
+/// Whether nobody in the program holds pointer and keyboard: not this window, nor one of its menus.
+bool PopupGrab::isLost() const {
+    GdkDisplay* const display = gtk_widget_get_display(window_);
+    return gtk_grab_get_current() == nullptr && seat() != nullptr &&
+           !(gdk_display_device_is_grabbed(display, gdk_seat_get_pointer(seat())) &&
+             gdk_display_device_is_grabbed(display, gdk_seat_get_keyboard(seat())));
+}
+
 void PopupGrab::tryAgain() {
     tries_left_ = kTries;
     retry_ = g_timeout_add(kRetryMs, onRetry, this);
@@ -68,17 +77,23 @@ void PopupGrab::stopTrying() {
 
 gboolean PopupGrab::onRetry(gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
-    if (!grab->tryOnce() && --grab->tries_left_ > 0) return G_SOURCE_CONTINUE;
+    const bool wanted = gtk_widget_get_visible(grab->window_) && grab->isLost();
+    if (wanted && !grab->tryOnce() && --grab->tries_left_ > 0) return G_SOURCE_CONTINUE;
     grab->retry_ = 0;
     return G_SOURCE_REMOVE;
 }
 
-void PopupGrab::onGrabNotify(GtkWidget* window, gboolean was_grabbed, gpointer self) {
+void PopupGrab::onGrabNotify(GtkWidget* /*window*/, gboolean was_grabbed, gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
-    if (was_grabbed == FALSE || !gtk_widget_get_visible(window) || !grab->on_x11_) return;
     // The menu that has closed still has to give back what it holds.
-    grab->stopTrying();
-    grab->tryAgain();
+    if (was_grabbed != FALSE && grab->on_x11_ && grab->retry_ == 0) grab->tryAgain();
+}
+
+gboolean PopupGrab::onKeyRelease(GtkWidget* /*window*/, GdkEventKey* /*event*/, gpointer self) {
+    auto* const grab = static_cast<PopupGrab*>(self);
+    // Whoever handles the release may be the one that drops the grab: look afterwards.
+    if (grab->on_x11_ && grab->retry_ == 0) grab->tryAgain();
+    return GDK_EVENT_PROPAGATE;
 }
 
 void PopupGrab::onHide(GtkWidget* /*window*/, gpointer self) {

@@ -20,7 +20,8 @@ public:
 
     /// Takes pointer and keyboard for the shown window, at least the pointer. A menu that is just closing may
     /// still hold them: what could not be had is tried for again for two seconds. A menu of the window
-    /// itself, such as a combo box's list, takes them away and drops them; they are taken back then.
+    /// itself, such as a combo box's list, takes them away and drops them, as does a button that is pressed
+    /// with a key; they are taken back then.
     void take();
 
     /// Gives both back.
@@ -33,10 +34,12 @@ private:
     bool tryOnce();
     bool grab(GdkSeatCapabilities capabilities) const;
     GdkSeat* seat() const;
+    bool isLost() const;
     void tryAgain();
     void stopTrying();
     static gboolean onRetry(gpointer self);
     static void onGrabNotify(GtkWidget* window, gboolean was_grabbed, gpointer self);
+    static gboolean onKeyRelease(GtkWidget* window, GdkEventKey* event, gpointer self);
     static void onHide(GtkWidget* window, gpointer self);
 
     GtkWidget* window_;
