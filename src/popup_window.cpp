@@ -99,6 +99,8 @@ PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
     g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
     g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
     about_view_->on_link = [this] { hide(); };
+    for (ProcessView* view : {all_proc_view_.get(), my_proc_view_.get()})
+        view->on_resize = [this] { growToFit(); };
     buildUI();
 }
 
@@ -194,8 +196,7 @@ void PopupWindow::toggleSettings() {
     show_settings_ = !show_settings_;
     if (show_settings_) settings_view_->refreshDevices();
     showPage(show_settings_ ? kSettingsPage : kCpuPage);
-    // Not lower than it is: a window that shrinks would move its button away from under the pointer.
-    least_height_ = fitted_height_;
+    growToFit();
     updateViews();
 }
 
@@ -264,6 +265,13 @@ void PopupWindow::fitHeight() {
     fitted_height_ = height;
     if (!isX11(gtk_widget_get_display(window_))) fixSize(window_, current_width_, height);
     gtk_window_resize(GTK_WINDOW(window()), current_width_, height);
+}
+
+/// A window that shrank would move its buttons away from under the pointer.
+void PopupWindow::growToFit() {
+    if (!isVisible()) return;
+    least_height_ = fitted_height_;
+    fitHeight();
 }
 
 int PopupWindow::neededHeight() const {

@@ -61,6 +61,7 @@ private:
     void positionAndShow(int x, int y);
     void place(int x, int y);
     void fitHeight();
+    void growToFit();
     int neededHeight() const;
     bool isInside(const GdkEventButton& event) const;
 

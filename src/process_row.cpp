@@ -40,9 +40,11 @@ GtkWidget* newUserCell(const std::string& user, const TextAttributes& attributes
     return label;
 }
 
-/// An event box does not notice the pointer by itself.
+/// An event box does not notice the pointer by itself. The selected row keeps its own look.
 gboolean onPointerCrossed(GtkWidget* row, GdkEventCrossing* event, gpointer /*data*/) {
-    if (event->type == GDK_ENTER_NOTIFY) {
+    const bool selected =
+        gtk_style_context_has_class(gtk_widget_get_style_context(row), "selected-process") != FALSE;
+    if (event->type == GDK_ENTER_NOTIFY && !selected) {
         gtk_widget_set_state_flags(row, GTK_STATE_FLAG_PRELIGHT, FALSE);
     } else {
         gtk_widget_unset_state_flags(row, GTK_STATE_FLAG_PRELIGHT);

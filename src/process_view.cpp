@@ -182,14 +182,19 @@ void ProcessView::showActionBar() {
         gtk_widget_set_visible(actionButton(button), !confirm_mode_);
     for (const char* const button : {kYesButton, kNoButton})
         gtk_widget_set_visible(actionButton(button), confirm_mode_);
-    gtk_widget_show(action_bar_);
+    setBarVisible(true);
     if (has_focus) gtk_widget_grab_focus(actionButton(confirm_mode_ ? kNoButton : kTerminateButton));
 }
 
 void ProcessView::hideActionBar() {
     selected_process_.reset();
     setSelection(-1, {});
-    gtk_widget_hide(action_bar_);
+    setBarVisible(false);
+}
+
+void ProcessView::setBarVisible(bool visible) {
+    gtk_widget_set_visible(action_bar_, visible);
+    if (on_resize) on_resize();
 }
 
 void ProcessView::setSelection(int pid, const std::string& name) {

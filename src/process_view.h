@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -23,6 +24,9 @@ public:
     ProcessView& operator=(const ProcessView&) = delete;
 
     GtkWidget* container() const { return container_; }
+
+    /// Called when the bar has come or gone, and with it the page's height has changed.
+    std::function<void()> on_resize;
 
     /// Shows the snapshot's present processes.
     void update() { rebuildList(); }
@@ -50,6 +54,7 @@ private:
     void setHeaderText(SortColumn column, const std::string& text);
     void askOrSignal(bool kill);
     void signalSelected();
+    void setBarVisible(bool visible);
     void setSelection(int pid, const std::string& name);
     void queueRebuild();
     void cancelQueuedRebuild();
