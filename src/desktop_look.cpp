@@ -68,7 +68,10 @@ void setPreferDark(GtkSettings* settings, bool dark) {
         g_object_set_data_full(G_OBJECT(settings), kDesktopValue, new bool(preferDarkProperty(settings)),
                                [](gpointer value) { delete static_cast<bool*>(value); });
     }
-    g_object_set(settings, kPreferDark, static_cast<gboolean>(dark), nullptr);
+    // Setting it to what it is would load the whole theme anew.
+    if (preferDarkProperty(settings) != dark) {
+        g_object_set(settings, kPreferDark, static_cast<gboolean>(dark), nullptr);
+    }
 }
 
 bool gtkPrefersDark() {

@@ -79,8 +79,8 @@ protected:
         return found;
     }
     GtkWidget* row(std::size_t index) const { return rows().at(index); }
-    GtkWidget* up(std::size_t index) const { return children(row(index))[0]; }
-    GtkWidget* down(std::size_t index) const { return children(row(index))[1]; }
+    GtkWidget* up(std::size_t index) const { return children(row(index)).at(0); }
+    GtkWidget* down(std::size_t index) const { return children(row(index)).at(1); }
     static GtkWidget* only(GtkWidget* root, GType type) {
         const auto found = widgetsOfType(root, type);
         EXPECT_EQ(found.size(), 1U);
