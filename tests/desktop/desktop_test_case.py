@@ -88,6 +88,7 @@ class Program:
 class DesktopTestCase(unittest.TestCase):
     """One desktop for all tests of a class; each test starts its own programs."""
 
+    desktop_class = VirtualDesktop
     desktop_options = {}
     # Lines that the libraries print in a test's bare surroundings, as regular expressions.
     expected_output = ()
@@ -96,7 +97,7 @@ class DesktopTestCase(unittest.TestCase):
     def setUpClass(cls):
         if LOCK_FILE.exists() and not LOCK_FILE.is_symlink() and process_lives(LOCK_FILE.read_text()):
             raise AssertionError(f"Quit the running program first: {LOCK_FILE} is held")
-        cls.desktop = VirtualDesktop(**cls.desktop_options)
+        cls.desktop = cls.desktop_class(**cls.desktop_options)
         cls.addClassCleanup(cls.desktop.stop)
         cls.desktop.start()
 

@@ -1,0 +1,91 @@
+"""The popup under a Wayland compositor, which places windows itself and lends nobody the pointer."""
+
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
+
+from desktop_test_case import DesktopTestCase  # noqa: E402
+from wayland_desktop import WaylandDesktop  # noqa: E402
+
+WIDTHS = {"CPU": 420, "GPU": 420, "All Processes": 520, "My Processes": 520, "Help": 420, "About": 450,
+          "Settings": 420}
+BACK = (40, 20)  # from the window's corner to the Back button
+
+
+class Wayland(DesktopTestCase):
+    desktop_class = WaylandDesktop
+
+    def setUp(self):
+        super().setUp()
+        self.program = self.start()
+        self.program.item()
+
+    def popup(self):
+        """The program's only window; none while it is hidden."""
+        windows = [window for window in self.desktop.windows() if window.pid == self.program.process.pid]
+        self.assertLessEqual(len(windows), 1)
+        return windows[0] if windows else None
+
+    def open(self, page):
+        """The popup with this page, opened by its menu entry."""
+        self.program.item().click(page)
+        return self.rested()
+
+    def rested(self):
+        """The popup once it has stayed the same for a while."""
+        seen = []
+
+        def at_rest():
+            seen.append(self.popup())
+            return seen[-1] and len(seen) > 3 and len(set(seen[-4:])) == 1
+
+        self.program.wait_for(at_rest, "a popup at rest", interval=0.1)
+        return seen[-1]
+
+    def wait_hidden(self):
+        self.program.wait_for(lambda: not self.popup(), "the end of the popup")
+
+    def press_escape(self):
+        self.desktop.press("Escape")
+        self.wait_hidden()
+
+    def test_every_page_floats_on_the_screen_in_its_own_width(self):
+        screen_width, screen_height = self.desktop.size
+        for page, width in WIDTHS.items():
+            with self.subTest(page):
+                popup = self.open(page)
+                self.assertTrue(popup.floating)
+                self.assertTrue(popup.focused)
+                self.assertEqual(popup.width, width)
+                self.assertGreaterEqual(popup.x, 0)
+                self.assertGreaterEqual(popup.y, 0)
+                self.assertLessEqual(popup.x + popup.width, screen_width)
+                self.assertLessEqual(popup.y + popup.height, screen_height)
+                self.press_escape()
+
+    def test_a_page_of_natural_height_is_lower(self):
+        about = self.open("About")
+        self.press_escape()
+        self.assertLess(about.height, self.open("CPU").height)
+
+    def test_another_page_takes_the_place_of_the_one_shown(self):
+        self.open("CPU")
+        self.program.item().click("My Processes")
+        self.program.wait_for(lambda: self.popup() and self.popup().width == 520, "the other page")
+        self.assertTrue(self.rested().floating)
+
+    def test_back_closes_it(self):
+        popup = self.open("CPU")
+        self.desktop.pointer(popup.x + BACK[0], popup.y + BACK[1], click=True)
+        self.wait_hidden()
+
+    def test_it_opens_again_and_again(self):
+        for _ in range(10):
+            self.assertEqual(self.open("CPU").width, 420)
+            self.press_escape()
+
+
+if __name__ == "__main__":
+    unittest.main()
