@@ -22,15 +22,17 @@ exec echo $XDG_RUNTIME_DIR/$WAYLAND_DISPLAY
 PANEL_SETTINGS = {"layer": "top", "position": "top", "height": PANEL_HEIGHT, "modules-right": ["tray"]}
 
 
-# What the compositor knows of a window: its place on the screen in pixels, whether it floats above the tiles.
-Window = namedtuple("Window", "pid name floating focused x y width height")
+# What the compositor knows of a window: its place on the screen in pixels, whether it
+# floats above the tiles, how high a title bar it was given.
+Window = namedtuple("Window", "pid name floating focused x y width height title_height")
 
 
 def window_of(node):
     """A window's node in the compositor's tree."""
     frame, inside = node["rect"], node["window_rect"]
     return Window(node["pid"], node["name"], node["type"] == "floating_con", node["focused"],
-                  frame["x"] + inside["x"], frame["y"] + inside["y"], inside["width"], inside["height"])
+                  frame["x"] + inside["x"], frame["y"] + inside["y"], inside["width"], inside["height"],
+                  node["deco_rect"]["height"])
 
 
 class WaylandDesktop(PrivateSession):

@@ -17,6 +17,7 @@ namespace {
 constexpr int kBorder = 6;
 constexpr int kCornerRadius = 10;  ///< as in the style sheet
 constexpr int kNatural = -1;
+constexpr int kPanelRoom = 64;  ///< pixels left to panels whose place nobody tells us
 constexpr unsigned kCrossfadeMs = 100;
 constexpr const char* kCpuPage = "cpu";
 constexpr const char* kGpuPage = "gpu";
@@ -46,6 +47,8 @@ GtkWidget* newPopupWindow() {
         return window;
     }
     GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    // A title bar of our own, which is never shown, keeps compositors from adding theirs.
+    gtk_window_set_titlebar(GTK_WINDOW(window), gtk_label_new(nullptr));
     gtk_window_set_decorated(GTK_WINDOW(window), FALSE);
     gtk_window_set_title(GTK_WINDOW(window), "Korvalune");
     g_signal_connect(window, "delete-event", G_CALLBACK(gtk_widget_hide_on_delete), nullptr);
@@ -255,6 +258,8 @@ void PopupWindow::place(int x, int y) {
     gdk_monitor_get_geometry(monitor, &geometry);
     gdk_monitor_get_workarea(monitor, &work_area);
     height_limit_ = popupHeightLimit(toArea(geometry), toArea(work_area));
+    // There the work area is the whole monitor, whatever panels cover of it.
+    if (!isX11(gtk_widget_get_display(window_))) height_limit_ -= kPanelRoom;
     const ScreenPoint corner = popupPosition(x, current_width_, toArea(geometry), toArea(work_area));
     gtk_window_move(GTK_WINDOW(window()), corner.x, corner.y);
 }

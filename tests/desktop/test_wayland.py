@@ -7,7 +7,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 
 from desktop_test_case import DesktopTestCase  # noqa: E402
-from wayland_desktop import WaylandDesktop  # noqa: E402
+from wayland_desktop import PANEL_HEIGHT, WaylandDesktop  # noqa: E402
 
 WIDTHS = {"CPU": 420, "GPU": 420, "All Processes": 520, "My Processes": 520, "Help": 420, "About": 450,
           "Settings": 420}
@@ -60,7 +60,7 @@ class Wayland(DesktopTestCase):
                 self.assertTrue(popup.focused)
                 self.assertEqual(popup.width, width)
                 self.assertGreaterEqual(popup.x, 0)
-                self.assertGreaterEqual(popup.y, 0)
+                self.assertGreaterEqual(popup.y, PANEL_HEIGHT)
                 self.assertLessEqual(popup.x + popup.width, screen_width)
                 self.assertLessEqual(popup.y + popup.height, screen_height)
                 self.press_escape()
@@ -80,6 +80,9 @@ class Wayland(DesktopTestCase):
         popup = self.open("CPU")
         self.desktop.pointer(popup.x + BACK[0], popup.y + BACK[1], click=True)
         self.wait_hidden()
+
+    def test_it_has_no_title_bar(self):
+        self.assertEqual(self.open("CPU").title_height, 0)
 
     def test_it_opens_again_and_again(self):
         for _ in range(10):
