@@ -6,6 +6,7 @@ namespace {
 
 constexpr unsigned kRetryMs = 20;
 constexpr int kTries = 100;
+constexpr unsigned kPatientRetryMs = 500;
 
 constexpr auto kPointer = GDK_SEAT_CAPABILITY_ALL_POINTING;
 constexpr auto kPointerAndKeyboard =
@@ -38,12 +39,13 @@ void PopupGrab::release() {
     stopTrying();
     if (held_ && seat() != nullptr) gdk_seat_ungrab(seat());
     held_ = false;
+    keyboard_held_ = false;
 }
 
 bool PopupGrab::tryOnce() {
-    const bool both = grab(kPointerAndKeyboard);
-    held_ = both || grab(kPointer);
-    return both;
+    keyboard_held_ = grab(kPointerAndKeyboard);
+    held_ = keyboard_held_ || grab(kPointer);
+    return keyboard_held_;
 }
 
 bool PopupGrab::grab(GdkSeatCapabilities capabilities) const {
@@ -61,7 +63,7 @@ GdkSeat* PopupGrab::seat() const {
 bool PopupGrab::isLost() const {
     GdkDisplay* const display = gtk_widget_get_display(window_);
     return gtk_grab_get_current() == nullptr && seat() != nullptr &&
-           !(gdk_display_device_is_grabbed(display, gdk_seat_get_pointer(seat())) &&
+           !(keyboard_held_ && gdk_display_device_is_grabbed(display, gdk_seat_get_pointer(seat())) &&
              gdk_display_device_is_grabbed(display, gdk_seat_get_keyboard(seat())));
 }
 
@@ -78,7 +80,11 @@ void PopupGrab::stopTrying() {
 gboolean PopupGrab::onRetry(gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
     const bool wanted = gtk_widget_get_visible(grab->window_) && grab->isLost();
-    if (wanted && !grab->tryOnce() && --grab->tries_left_ > 0) return G_SOURCE_CONTINUE;
+    if (wanted && !grab->tryOnce()) {
+        if (--grab->tries_left_ != 0) return G_SOURCE_CONTINUE;
+        grab->retry_ = g_timeout_add(kPatientRetryMs, onRetry, grab);
+        return G_SOURCE_REMOVE;
+    }
     grab->retry_ = 0;
     return G_SOURCE_REMOVE;
 }

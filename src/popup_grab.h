@@ -19,9 +19,9 @@ public:
     PopupGrab& operator=(const PopupGrab&) = delete;
 
     /// Takes pointer and keyboard for the shown window, at least the pointer. A menu that is just closing may
-    /// still hold them: what could not be had is tried for again for two seconds. A menu of the window
-    /// itself, such as a combo box's list, takes them away and drops them, as does a button that is pressed
-    /// with a key; they are taken back then.
+    /// still hold them: what could not be had is tried for again, often for two seconds, then now and then. A
+    /// menu of the window itself, such as a combo box's list, takes them away and drops them, as does a
+    /// button that is pressed with a key; they are taken back then.
     void take();
 
     /// Gives both back.
@@ -45,6 +45,7 @@ private:
     GtkWidget* window_;
     bool on_x11_;
     bool held_ = false;
+    bool keyboard_held_ = false;
     int tries_left_ = 0;
     guint retry_ = 0;
 };

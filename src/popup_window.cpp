@@ -17,10 +17,14 @@ namespace {
 constexpr int kBorder = 6;
 constexpr int kCornerRadius = 10;  ///< as in the style sheet
 constexpr int kNatural = -1;
-constexpr int kPanelRoom = 64;  ///< pixels left to panels whose place nobody tells us
+constexpr int kPanelRoom = 64;          ///< pixels left to panels whose place nobody tells us
+constexpr int kInnerHeight = 450;       ///< of a page's own scrolled part, at least
+constexpr int kLeastInnerHeight = 120;  ///< the same on a low monitor
 constexpr unsigned kCrossfadeMs = 100;
 constexpr const char* kCpuPage = "cpu";
 constexpr const char* kGpuPage = "gpu";
+constexpr const char* kProcessesPage = "processes";
+constexpr const char* kMyProcessesPage = "myProcesses";
 constexpr const char* kSettingsPage = "settings";
 
 struct Tab {
@@ -32,8 +36,8 @@ struct Tab {
 constexpr std::array<Tab, 6> kTabs = {{
     {kCpuPage, "CPU", 420, 550},
     {kGpuPage, "GPU", 420, kNatural},
-    {"processes", "tab.all.short", 520, 550},
-    {"myProcesses", "tab.my.short", 520, 550},
+    {kProcessesPage, "tab.all.short", 520, 550},
+    {kMyProcessesPage, "tab.my.short", 520, 550},
     {"help", "tab.help", 420, 500},
     {"about", "tab.about", 450, kNatural},
 }};
@@ -146,8 +150,8 @@ GtkWidget* PopupWindow::buildPages() {
     gtk_stack_set_vhomogeneous(GTK_STACK(main_stack_), FALSE);
     addPage(cpu_view_->container(), kCpuPage);
     addPage(gpu_view_->container(), kGpuPage);
-    addPage(all_proc_view_->container(), "processes");
-    addPage(my_proc_view_->container(), "myProcesses");
+    addPage(all_proc_view_->container(), kProcessesPage);
+    addPage(my_proc_view_->container(), kMyProcessesPage);
     addPage(help_view_->container(), "help");
     addPage(about_view_->container(), "about");
     addPage(settings_view_->page(), kSettingsPage);
@@ -181,10 +185,12 @@ void PopupWindow::showTab(int tab, int x, int y) {
         showPage(chosen.page);
         setTitleAndSize(chosen.title, chosen.width, chosen.height);
     }
+    // Before the window is there: a graphics card's program may take its time, and meanwhile nobody would
+    // hear the keys and clicks that the window grabs.
+    gtk_widget_hide(window_);
+    fetchSamples();
+    refreshPage();
     positionAndShow(x, y);
-    if (info_.active_tab == kGpuPage) info_.loadGPUProcesses();
-    info_.updateSlow();  // does nothing but for the process pages
-    updateViews();
 }
 
 void PopupWindow::showSettings(int x, int y) {
@@ -216,20 +222,33 @@ void PopupWindow::setTitleAndSize(const char* title, int width, int height) {
     current_height_ = height;
 }
 
+std::string PopupWindow::visiblePage() const {
+    return gtk_stack_get_visible_child_name(GTK_STACK(main_stack_));
+}
+
 void PopupWindow::recordPage() {
     // A hidden page needs no samples of its own.
-    const bool visible = isVisible();
-    info_.active_tab = visible ? gtk_stack_get_visible_child_name(GTK_STACK(main_stack_)) : kCpuPage;
+    info_.active_tab = isVisible() ? visiblePage() : kCpuPage;
+}
+
+void PopupWindow::fetchSamples() {
+    info_.active_tab = visiblePage();
+    if (info_.active_tab == kGpuPage) info_.loadGPUProcesses();
+    info_.updateSlow();  // does nothing but for the process pages
+}
+
+void PopupWindow::refreshPage() {
+    const std::string page = visiblePage();
+    if (page == kCpuPage) cpu_view_->update();
+    if (page == kGpuPage) gpu_view_->update();
+    if (page == kProcessesPage) all_proc_view_->rebuildList();
+    if (page == kMyProcessesPage) my_proc_view_->rebuildList();
 }
 
 void PopupWindow::updateViews() {
     if (!isVisible()) return;
-    const std::string page = gtk_stack_get_visible_child_name(GTK_STACK(main_stack_));
-    if (page == kCpuPage) cpu_view_->update();
-    if (page == kGpuPage) gpu_view_->update();
-    if (page == "processes") all_proc_view_->rebuildList();
-    if (page == "myProcesses") my_proc_view_->rebuildList();
-    fitHeight();
+    refreshPage();
+    growToFit();
 }
 
 void PopupWindow::hide() {
@@ -238,6 +257,7 @@ void PopupWindow::hide() {
 }
 
 void PopupWindow::positionAndShow(int x, int y) {
+    grab_.release();  // Escape hides the window without
     gtk_widget_hide(window_);
     place(x, y);
     least_height_ = current_height_;
@@ -259,17 +279,24 @@ void PopupWindow::place(int x, int y) {
     gdk_monitor_get_workarea(monitor, &work_area);
     height_limit_ = popupHeightLimit(toArea(geometry), toArea(work_area));
     // There the work area is the whole monitor, whatever panels cover of it.
-    if (!isX11(gtk_widget_get_display(window_))) height_limit_ -= kPanelRoom;
-    const ScreenPoint corner = popupPosition(x, current_width_, toArea(geometry), toArea(work_area));
+    if (!isX11(gtk_widget_get_display(window_))) height_limit_ = std::max(1, height_limit_ - kPanelRoom);
+    const ScreenPoint corner = popupPosition(x, width(), toArea(geometry), toArea(work_area));
     gtk_window_move(GTK_WINDOW(window()), corner.x, corner.y);
+}
+
+/// Large fonts may need more than the usual width.
+int PopupWindow::width() const {
+    int needed = 0;
+    gtk_widget_get_preferred_width(window_, &needed, nullptr);
+    return std::max(current_width_, needed);
 }
 
 void PopupWindow::fitHeight() {
     const int height = std::min(std::max(least_height_, neededHeight()), height_limit_);
     if (height == fitted_height_) return;
     fitted_height_ = height;
-    if (!isX11(gtk_widget_get_display(window_))) fixSize(window_, current_width_, height);
-    gtk_window_resize(GTK_WINDOW(window()), current_width_, height);
+    if (!isX11(gtk_widget_get_display(window_))) fixSize(window_, width(), height);
+    gtk_window_resize(GTK_WINDOW(window()), width(), height);
 }
 
 /// A window that shrank would move its buttons away from under the pointer.
@@ -279,11 +306,30 @@ void PopupWindow::growToFit() {
     fitHeight();
 }
 
-int PopupWindow::neededHeight() const {
+/// The height at which the page is seen whole. A page with a scrolled part of its own lets that be lower
+/// where the monitor is too low, so that what is below it stays in sight.
+int PopupWindow::neededHeight() {
+    GtkWidget* const inner = innerScroller();
+    if (inner != nullptr) gtk_widget_set_size_request(inner, -1, kInnerHeight);
+    const int needed = measuredHeight();
+    if (inner == nullptr || needed <= height_limit_) return needed;
+    gtk_widget_set_size_request(inner, -1,
+                                std::max(kLeastInnerHeight, kInnerHeight - (needed - height_limit_)));
+    return measuredHeight();
+}
+
+int PopupWindow::measuredHeight() const {
     int page = 0;
     gtk_widget_get_preferred_height_for_width(gtk_stack_get_visible_child(GTK_STACK(main_stack_)),
-                                              current_width_ - 2 * kBorder, nullptr, &page);
+                                              width() - 2 * kBorder, nullptr, &page);
     return minimumHeight(window_) - minimumHeight(scroller_) + page;
+}
+
+GtkWidget* PopupWindow::innerScroller() const {
+    const std::string page = visiblePage();
+    if (page == kProcessesPage) return all_proc_view_->scroller();
+    if (page == kMyProcessesPage) return my_proc_view_->scroller();
+    return nullptr;
 }
 
 bool PopupWindow::isInside(const GdkEventButton& event) const {
@@ -324,8 +370,6 @@ gboolean PopupWindow::onIdleResize(gpointer self) {
     int width = 0;
     int height = 0;
     gtk_window_get_size(GTK_WINDOW(popup->window()), &width, &height);
-    if (width != popup->current_width_) {
-        gtk_window_resize(GTK_WINDOW(popup->window()), popup->current_width_, height);
-    }
+    if (width != popup->width()) gtk_window_resize(GTK_WINDOW(popup->window()), popup->width(), height);
     return G_SOURCE_REMOVE;
 }

@@ -57,12 +57,18 @@ private:
 
     void showPage(const char* name);
     void setTitleAndSize(const char* title, int width, int height);
+    std::string visiblePage() const;
     void recordPage();
+    void fetchSamples();
+    void refreshPage();
     void positionAndShow(int x, int y);
     void place(int x, int y);
     void fitHeight();
     void growToFit();
-    int neededHeight() const;
+    int width() const;
+    int neededHeight();
+    int measuredHeight() const;
+    GtkWidget* innerScroller() const;
     bool isInside(const GdkEventButton& event) const;
 
     static gboolean onButtonPress(GtkWidget* window, GdkEventButton* event, gpointer self);

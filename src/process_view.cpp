@@ -68,10 +68,10 @@ GtkWidget* ProcessView::newHeaderButton(SortColumn column) {
 
 GtkWidget* ProcessView::newScrolledList() {
     list_box_ = newColumnBox(1);
-    GtkWidget* scrolled = newScroller(list_box_);
-    gtk_widget_set_vexpand(scrolled, TRUE);
-    gtk_widget_set_size_request(scrolled, -1, 450);
-    return scrolled;
+    scroller_ = newScroller(list_box_);
+    gtk_widget_set_vexpand(scroller_, TRUE);
+    gtk_widget_set_size_request(scroller_, -1, 450);
+    return scroller_;
 }
 
 /// What is packed at the end stands there in reverse: yes, no, terminate, kill.

@@ -24,6 +24,8 @@ public:
     ProcessView& operator=(const ProcessView&) = delete;
 
     GtkWidget* container() const { return container_; }
+    /// The scrolled part of the page, whose least height is set by a size request.
+    GtkWidget* scroller() const { return scroller_; }
 
     /// Called when the bar has come or gone, and with it the page's height has changed.
     std::function<void()> on_resize;
@@ -66,6 +68,7 @@ private:
     SystemInfo& info_;
     bool user_only_;
     OwnedWidget container_;
+    GtkWidget* scroller_ = nullptr;
     GtkWidget* list_box_ = nullptr;
     GtkWidget* action_bar_ = nullptr;
     GtkWidget* action_label_ = nullptr;

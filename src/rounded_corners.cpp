@@ -43,10 +43,15 @@ void onSizeAllocate(GtkWidget* window, GdkRectangle* /*area*/, gpointer radius) 
     shape(window, GPOINTER_TO_INT(radius));
 }
 
+void onCompositedChanged(GtkWidget* window, gpointer radius) {
+    shape(window, GPOINTER_TO_INT(radius));
+}
+
 }  // namespace
 
 void roundCorners(GtkWidget* window, int radius) {
     GdkVisual* const visual = gdk_screen_get_rgba_visual(gtk_widget_get_screen(window));
     if (visual != nullptr) gtk_widget_set_visual(window, visual);
     g_signal_connect(window, "size-allocate", G_CALLBACK(onSizeAllocate), GINT_TO_POINTER(radius));
+    g_signal_connect(window, "composited-changed", G_CALLBACK(onCompositedChanged), GINT_TO_POINTER(radius));
 }

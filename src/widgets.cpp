@@ -2,6 +2,12 @@
 
 #include "icon_helper.h"
 
+namespace {
+
+constexpr int kWrappedChars = 20;  ///< of a wrapped label, at least: less than any page has room for
+
+}  // namespace
+
 TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_new()) {
     const auto add = [this](PangoAttribute* attribute) { pango_attr_list_insert(list_.get(), attribute); };
     add(pango_attr_size_new(style.points * PANGO_SCALE));
@@ -49,8 +55,10 @@ void ellipsizeToRoom(GtkWidget* label) {
 void wrap(GtkWidget* label) {
     gtk_label_set_line_wrap(GTK_LABEL(label), TRUE);
     gtk_label_set_line_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
-    // Without it a label asks for the width of its text in one line.
-    gtk_label_set_max_width_chars(GTK_LABEL(label), 1);
+    // Without the one a label asks for the width of its text in one line; without the other it tries how
+    // narrow it could be made, one character a line, which takes as long as all else on a page together.
+    gtk_label_set_max_width_chars(GTK_LABEL(label), kWrappedChars);
+    gtk_label_set_width_chars(GTK_LABEL(label), kWrappedChars);
     gtk_widget_set_hexpand(label, TRUE);
 }
 

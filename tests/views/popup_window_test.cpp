@@ -8,25 +8,10 @@
 #include <vector>
 
 #include "fake_kernel.h"
+#include "shown_popup.h"
 #include "user_home.h"
-#include "widget_tree.h"
 
 namespace {
-
-/// The one popup that is mapped now, or null.
-GtkWidget* shownPopup() {
-    GtkWidget* shown = nullptr;
-    GList* const windows = gtk_window_list_toplevels();
-    for (GList* entry = windows; entry != nullptr; entry = entry->next) {
-        GtkWidget* const window = GTK_WIDGET(entry->data);
-        if (gtk_window_get_window_type(GTK_WINDOW(window)) == GTK_WINDOW_POPUP &&
-            widgetsOfType(window, GTK_TYPE_STACK).size() == 1 && gtk_widget_get_mapped(window)) {
-            shown = window;
-        }
-    }
-    g_list_free(windows);
-    return shown;
-}
 
 class PopupWindowTest : public testing::Test {
 protected:
@@ -84,18 +69,6 @@ protected:
                              gdk_seat_get_pointer(gdk_display_get_default_seat(gdk_display_get_default())));
         gtk_main_do_event(event);
         gdk_event_free(event);
-    }
-
-    static bool press(guint key) {
-        GdkEvent* const event = gdk_event_new(GDK_KEY_PRESS);
-        event->key.window = GDK_WINDOW(g_object_ref(gtk_widget_get_window(shownPopup())));
-        event->key.keyval = key;
-        gdk_event_set_device(event,
-                             gdk_seat_get_keyboard(gdk_display_get_default_seat(gdk_display_get_default())));
-        gboolean handled = FALSE;
-        g_signal_emit_by_name(shownPopup(), "key-press-event", event, &handled);
-        gdk_event_free(event);
-        return handled != FALSE;
     }
 
     UserHome home_;
@@ -220,9 +193,9 @@ TEST_F(PopupWindowTest, AClickInItDoesNot) {
 TEST_F(PopupWindowTest, EscapeHidesItAndOtherKeysDoNot) {
     popup_->showTab(0, 640, 10);
     settleFully();
-    EXPECT_FALSE(press(GDK_KEY_a));
+    EXPECT_FALSE(pressKey(GDK_KEY_a));
     EXPECT_TRUE(popup_->isVisible());
-    EXPECT_TRUE(press(GDK_KEY_Escape));
+    EXPECT_TRUE(pressKey(GDK_KEY_Escape));
     EXPECT_FALSE(popup_->isVisible());
 }
 
