@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes the pictures of the popup's pages in the documentation, on a made-up machine.
 
-    scripts/page_pictures.py build/release/tests/Korvalune_on docs/pages
+    scripts/page_pictures.py build/release/tests/Korvalune_on docs
 """
 
 import argparse
@@ -16,6 +16,7 @@ from virtual_desktop import VirtualDesktop, wait_until
 
 PAGES = {"cpu": "CPU", "gpu": "GPU", "processes": "All Processes", "my-processes": "My Processes",
          "help": "Help", "about": "About", "settings": "Settings"}
+OVERVIEW = ("cpu-dark", "processes-dark", "settings-dark")
 SETTLED_SECONDS = 5  # the smoothed figures have arrived at what they rise to
 
 
@@ -51,14 +52,24 @@ def make_pictures(program, directory, theme):
         running.wait(10)
 
 
+def make_overview(directory):
+    """One picture of the main pages side by side."""
+    pictures = [str(directory / "pages" / f"{name}.png") for name in OVERVIEW]
+    subprocess.run(["convert", *pictures, "-bordercolor", "none", "-border", "6x0", "-background", "none",
+                    "+append", "-strip", str(directory / "pages.png")], check=True)
+    print(directory / "pages.png", flush=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("program", type=Path)
     parser.add_argument("directory", type=Path)
     arguments = parser.parse_args()
-    arguments.directory.mkdir(parents=True, exist_ok=True)
+    pages = arguments.directory / "pages"
+    pages.mkdir(parents=True, exist_ok=True)
     for theme in ("light", "dark"):
-        make_pictures(arguments.program.resolve(), arguments.directory, theme)
+        make_pictures(arguments.program.resolve(), pages, theme)
+    make_overview(arguments.directory)
     return 0
 
 
