@@ -37,10 +37,11 @@ class VirtualDesktop(PrivateSession):
 
     KIND = {"GDK_BACKEND": "x11", "XDG_CURRENT_DESKTOP": "XFCE", "XDG_SESSION_TYPE": "x11"}
 
-    def __init__(self, panel="top", size=(1280, 800), window_manager="xfwm4", environment=None):
+    def __init__(self, panel="top", size=(1280, 800), window_manager="xfwm4", environment=None, monitor=None):
         super().__init__(environment)
         self.panel = panel
         self.size = size
+        self.monitor = monitor  # the part of the screen that can be seen, as (x, y, width, height); none: all
         self.window_manager = window_manager
         self._panel_process = None
         self._watcher_process = None
@@ -49,6 +50,8 @@ class VirtualDesktop(PrivateSession):
         if self.panel != "none":
             self._write_panel_settings()
         self.environment["DISPLAY"] = ":" + self._first_line(self._x_server())
+        if self.monitor:
+            self._place_monitor(*self.monitor)
         self._start_bus()
         self._start_window_manager()
         if self.panel == "none":
@@ -96,6 +99,11 @@ class VirtualDesktop(PrivateSession):
         width, height = self.size
         return ["Xvfb", "-displayfd", "1", "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp",
                 "-noreset"]
+
+    def _place_monitor(self, x, y, width, height):
+        geometry = f"{width}/{width // 4}x{height}/{height // 4}+{x}+{y}"
+        subprocess.run(["xrandr", "--setmonitor", "part", geometry, "screen"], env=self.environment,
+                       stdout=subprocess.DEVNULL, check=True)
 
     def _start_window_manager(self):
         command = WINDOW_MANAGERS[self.window_manager]

@@ -29,6 +29,14 @@ def binary():
     return Path(path).resolve()
 
 
+def binary_on(machine):
+    """The command that runs the program on a tree of kernel files."""
+    path = os.environ.get("KORVALUNE_ON_BINARY")
+    if not path:
+        sys.exit("KORVALUNE_ON_BINARY must name the program that takes a machine's root")
+    return [Path(path).resolve(), machine]
+
+
 def settings_text(*enabled):
     """A settings file with just these items enabled, in this order; one that it did not name would be shown."""
     disabled = [key for key in ITEMS if key not in enabled]
@@ -38,12 +46,12 @@ def settings_text(*enabled):
 class Program:
     """One started program with what it printed."""
 
-    def __init__(self, desktop, environment):
+    def __init__(self, desktop, command, environment):
         self.desktop = desktop
         self.directory = Path(environment.get("XDG_RUNTIME_DIR") or desktop.runtime)
         self._output_path = desktop.root / f"program-{len(list(desktop.root.iterdir()))}.log"
         with open(self._output_path, "wb") as output:
-            self.process = desktop.run([binary()], environment, stdout=output, stderr=output)
+            self.process = desktop.run(command, environment, stdout=output, stderr=output)
 
     def output(self):
         return self._output_path.read_text(errors="replace")
@@ -95,11 +103,11 @@ class DesktopTestCase(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        if LOCK_FILE.exists() and not LOCK_FILE.is_symlink() and process_lives(LOCK_FILE.read_text()):
-            raise AssertionError(f"Quit the running program first: {LOCK_FILE} is held")
         cls.desktop = cls.desktop_class(**cls.desktop_options)
         cls.addClassCleanup(cls.desktop.stop)
-        cls.desktop.start()
+        cls.desktop.start()  # when it is this test's turn, so that no other one has a program running
+        if LOCK_FILE.exists() and not LOCK_FILE.is_symlink() and process_lives(LOCK_FILE.read_text()):
+            raise AssertionError(f"Quit the running program first: {LOCK_FILE} is held")
 
     def setUp(self):
         LOCK_FILE.unlink(missing_ok=True)
@@ -109,15 +117,17 @@ class DesktopTestCase(unittest.TestCase):
         self.settings_file.unlink(missing_ok=True)
         self.addCleanup(LOCK_FILE.unlink, missing_ok=True)
 
-    def start(self, environment=None, settings=None):
-        """Starts the program; at the test's end it is ended and its output looked through."""
+    def start(self, environment=None, settings=None, machine=None):
+        """Starts the program, on a tree of kernel files if one is given; at the test's end it is ended and
+        its output looked through."""
         if settings is not None:
             self.settings_file.parent.mkdir(exist_ok=True)
             content = settings if isinstance(settings, bytes) else settings.encode()
             self.settings_file.write_bytes(content)
         # A warning of GTK or GLib stops the program at once instead of passing unnoticed.
         variables = {"G_DEBUG": None if self.expected_output else "fatal-warnings", **(environment or {})}
-        program = Program(self.desktop, variables)
+        command = binary_on(machine) if machine else [binary()]
+        program = Program(self.desktop, command, variables)
         self.addCleanup(self.check_output, program)
         self.addCleanup(program.end)
         return program
