@@ -6,12 +6,13 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 
+from accessibility import Accessibility  # noqa: E402
 from desktop_test_case import DesktopTestCase  # noqa: E402
 from wayland_desktop import PANEL_HEIGHT, WaylandDesktop  # noqa: E402
 
 WIDTHS = {"CPU": 420, "GPU": 420, "All Processes": 520, "My Processes": 520, "Help": 420, "About": 450,
           "Settings": 420}
-BACK = (40, 20)  # from the window's corner to the Back button
+BACK = "◀ Back"
 
 
 class Wayland(DesktopTestCase):
@@ -44,8 +45,25 @@ class Wayland(DesktopTestCase):
         self.program.wait_for(at_rest, "a popup at rest", interval=0.1)
         return seen[-1]
 
+    def find(self, role, text=None):
+        """The first shown widget with this role and text, waited for."""
+        application = self.program.wait_for(self.widgets, "the program's widgets")
+        return self.program.wait_for(lambda: application.find(role, text), f"{role} {text!r}")
+
+    def widgets(self):
+        return Accessibility(self.desktop).application(self.program.process.pid)
+
+    def click(self, widget):
+        """Clicks a widget's middle. Wayland tells programs no places but those in their own windows."""
+        popup = self.popup()
+        x, y = widget.middle()
+        self.desktop.pointer(popup.x + x, popup.y + y, click=True)
+
     def wait_hidden(self):
         self.program.wait_for(lambda: not self.popup(), "the end of the popup")
+
+    def saved(self):
+        return self.settings_file.read_text() if self.settings_file.exists() else ""
 
     def press_escape(self):
         self.desktop.press("Escape")
@@ -77,12 +95,35 @@ class Wayland(DesktopTestCase):
         self.assertTrue(self.rested().floating)
 
     def test_back_closes_it(self):
-        popup = self.open("CPU")
-        self.desktop.pointer(popup.x + BACK[0], popup.y + BACK[1], click=True)
+        self.open("CPU")
+        self.click(self.find("push button", BACK))
         self.wait_hidden()
 
     def test_it_has_no_title_bar(self):
         self.assertEqual(self.open("CPU").title_height, 0)
+
+    def test_the_gear_opens_the_settings(self):
+        self.open("CPU")
+        self.click(self.find("push button", "Settings"))
+        self.find("check box")
+        self.assertEqual(self.rested().width, 420)
+
+    def test_a_list_of_choices_opens_above_the_popup(self):
+        self.open("Settings")
+        self.click(self.find("combo box", "Theme:"))
+        self.find("menu item", "Dark")
+        self.desktop.press("Escape")
+        self.program.wait_for(lambda: not self.widgets().find("menu item", "Dark"), "the end of the list")
+        self.assertIsNotNone(self.popup())
+        self.press_escape()
+
+    def test_a_choice_can_be_made(self):
+        self.open("Settings")
+        self.click(self.find("combo box", "Theme:"))
+        self.find("menu item", "Dark")
+        self.desktop.press("Down", "Down", "Return")
+        self.program.wait_for(lambda: "theme=dark" in self.saved(), "the saved choice")
+        self.assertIsNotNone(self.popup())
 
     def test_it_opens_again_and_again(self):
         for _ in range(10):
