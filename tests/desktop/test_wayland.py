@@ -91,7 +91,12 @@ class Wayland(DesktopTestCase):
     def test_another_page_takes_the_place_of_the_one_shown(self):
         self.open("CPU")
         self.program.item().click("My Processes")
-        self.program.wait_for(lambda: self.popup() and self.popup().width == 520, "the other page")
+
+        def other_page_is_shown():
+            popup = self.popup()
+            return popup and popup.width == 520
+
+        self.program.wait_for(other_page_is_shown, "the other page")
         self.assertTrue(self.rested().floating)
 
     def test_back_closes_it(self):
