@@ -121,11 +121,12 @@ std::string Settings::fileText() const {
     return text;
 }
 
-void Settings::save() {
+bool Settings::save() {
     std::filesystem::create_directories(std::filesystem::path(config_path_).parent_path());
     if (std::exchange(unread_, false)) keepUnreadFile(config_path_);
-    replaceUserFile(config_path_, fileText());
+    const bool written = replaceUserFile(config_path_, fileText());
     if (on_change) on_change();
+    return written;
 }
 
 void Settings::ensureAllTypes() {

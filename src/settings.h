@@ -43,9 +43,9 @@ public:
     /// One that is there but can't be read is moved aside by the next save().
     void load();
 
-    /// Writes the whole file, then calls on_change. A file that can't be written stays as it is, unnoticed;
-    /// a directory that can't be made throws std::filesystem::filesystem_error.
-    void save();
+    /// Writes the whole file, then calls on_change. Returns whether the file was written: one that can't be
+    /// stays as it is. A directory that can't be made throws std::filesystem::filesystem_error instead.
+    bool save();
 
     /// Adds the readings that items_ lacks at its end, switched on.
     void ensureAllTypes();

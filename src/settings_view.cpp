@@ -245,7 +245,9 @@ void SettingsView::onApplyLanguage(GtkButton* /*button*/, gpointer data) {
     if (code == settings.language_ || (code.empty() && settings.language_ == "auto")) return;
 
     const std::string before = std::exchange(settings.language_, code);
-    if (!quietly([&] { settings.save(); })) {
+    bool saved = false;
+    quietly([&] { saved = settings.save(); });
+    if (!saved) {
         settings.language_ = before;  // a restart would lose it; Apply can be tried again
         return;
     }

@@ -29,7 +29,7 @@ constexpr std::string_view kDefaultFile =
 using SettingsSaveTest = SettingsTest;
 
 TEST_F(SettingsSaveTest, WritesTheDefaultsByteForByte) {
-    Settings().save();
+    EXPECT_TRUE(Settings().save());
     EXPECT_EQ(contentOf(file_), kDefaultFile);
 }
 
@@ -90,10 +90,20 @@ TEST_F(SettingsSaveTest, AFileThatCanNotBeWrittenStaysAndTheChangeIsStillTold) {
         Settings settings;
         int told = 0;
         settings.on_change = [&] { ++told; };
-        settings.save();
+        EXPECT_FALSE(settings.save());
         EXPECT_EQ(told, 1);
     }));
     EXPECT_EQ(contentOf(file_), "[general]\n");
+}
+
+TEST_F(SettingsSaveTest, ADirectoryInItsPlaceStaysAndTheChangeIsStillTold) {
+    fs::create_directories(file_ / "inside");
+    Settings settings;
+    int told = 0;
+    settings.on_change = [&] { ++told; };
+    EXPECT_FALSE(settings.save());
+    EXPECT_EQ(told, 1);
+    EXPECT_TRUE(fs::is_directory(file_ / "inside"));
 }
 
 TEST_F(SettingsSaveTest, ASaveCutShortLeavesTheOldFileAndTheChangeIsStillTold) {
@@ -106,7 +116,7 @@ TEST_F(SettingsSaveTest, ASaveCutShortLeavesTheOldFileAndTheChangeIsStillTold) {
         int told = 0;
         settings.on_change = [&] { ++told; };
         settings.selected_gpu_ = std::string(1000, 'x');
-        settings.save();
+        EXPECT_FALSE(settings.save());
         EXPECT_EQ(told, 1);
     }));
     EXPECT_EQ(contentOf(file_), kDefaultFile);

@@ -143,6 +143,15 @@ TEST_F(SettingsViewChoices, ALanguageThatCanNotBeSavedCanBeTriedAgain) {
     EXPECT_EQ(active(Language), 7);
 }
 
+TEST_F(SettingsViewChoices, ALanguageThatCanNotBeWrittenDoesNotRestartTheProgram) {
+    fs::create_directories(file_);
+    make();
+    choose(Language, 7);
+    click(buttonWithText(page(), "Apply"));
+    EXPECT_EQ(changes_, 1) << "the file was tried";
+    EXPECT_EQ(settings_->language_, "");
+}
+
 TEST_F(SettingsViewChoices, TheThemeIsSavedAndAppliedAtOnce) {
     make();
     EXPECT_THAT(entries(combo(Theme)), ElementsAre("Automatic", "Light", "Dark"));
