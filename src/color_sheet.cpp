@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "l10n.h"
+
 namespace {
 
 constexpr int kMargin = 8;       // pixels
@@ -125,14 +127,14 @@ GtkWidget* ColorSheet::newContent(const std::string& title) {
     packFilling(content, chooser_);
     GtkWidget* const buttons = newRow(kMargin);
     gtk_widget_set_halign(buttons, GTK_ALIGN_END);
-    addButton(buttons, "_Cancel", [](ColorSheet* self) { self->leave(); });
-    addButton(buttons, "_Select", [](ColorSheet* self) { self->take(); });
+    addButton(buttons, "settings.back", [](ColorSheet* self) { self->leave(); });
+    addButton(buttons, "settings.apply", [](ColorSheet* self) { self->take(); });
     pack(content, buttons);
     return content;
 }
 
-void ColorSheet::addButton(GtkWidget* row, const char* stock_text, void (*on_click)(ColorSheet*)) {
-    GtkWidget* const button = gtk_button_new_with_mnemonic(g_dgettext("gtk30", stock_text));
+void ColorSheet::addButton(GtkWidget* row, const char* text_key, void (*on_click)(ColorSheet*)) {
+    GtkWidget* const button = gtk_button_new_with_label(L10n::tr(text_key).c_str());
     g_signal_connect_swapped(button, "clicked", G_CALLBACK(on_click), this);
     pack(row, button);
 }

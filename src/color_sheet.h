@@ -22,7 +22,7 @@ public:
 
 private:
     GtkWidget* newContent(const std::string& title);
-    void addButton(GtkWidget* row, const char* stock_text, void (*on_click)(ColorSheet*));
+    void addButton(GtkWidget* row, const char* text_key, void (*on_click)(ColorSheet*));
     void cover(bool covered);
     void close();
     void take();

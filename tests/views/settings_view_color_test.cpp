@@ -17,6 +17,9 @@ protected:
         const auto found = widgetsOfType(page(), GTK_TYPE_COLOR_CHOOSER_WIDGET);
         return found.empty() ? nullptr : found[0];
     }
+    GtkWidget* sheet() const { return children(page()).back(); }
+    GtkWidget* apply() const { return buttonWithText(sheet(), "Apply"); }
+    GtkWidget* back() const { return buttonWithText(sheet(), "Back"); }
     bool contentShown() const {
         const auto parts = children(page());
         EXPECT_EQ(gtk_widget_get_mapped(parts[0]), gtk_widget_get_mapped(parts[1]));
@@ -27,7 +30,7 @@ protected:
     }
     GtkWidget* focus() const { return gtk_window_get_focus(window()); }
     /// A key is pressed in the window.
-    void press(guint key, GdkModifierType modifiers = GdkModifierType{}) const {
+    void press(guint key) const {
         GdkKeymapKey* keys = nullptr;
         gint count = 0;
         ASSERT_TRUE(gdk_keymap_get_entries_for_keyval(gdk_keymap_get_for_display(gdk_display_get_default()),
@@ -36,7 +39,6 @@ protected:
         event->key.window = static_cast<GdkWindow*>(g_object_ref(gtk_widget_get_window(window_)));
         event->key.keyval = key;
         event->key.hardware_keycode = static_cast<guint16>(keys[0].keycode);
-        event->key.state = modifiers;
         g_free(keys);
         gdk_event_set_device(event,
                              gdk_seat_get_keyboard(gdk_display_get_default_seat(gdk_display_get_default())));
@@ -62,7 +64,7 @@ TEST_F(SettingsViewColor, ASheetTakesThePlaceOfThePage) {
     EXPECT_TRUE(gtk_widget_get_mapped(chooser()));
     EXPECT_EQ(shownColor(chooser()), "rgb(208,128,32)");
     EXPECT_FALSE(gtk_color_chooser_get_use_alpha(GTK_COLOR_CHOOSER(chooser())));
-    GtkWidget* const title = labelWithText(children(page()).back(), "Temperature");
+    GtkWidget* const title = labelWithText(sheet(), "Temperature");
     ASSERT_NE(title, nullptr);
     EXPECT_TRUE(gtk_widget_get_mapped(title));
 }
@@ -90,8 +92,7 @@ TEST_F(SettingsViewColor, FitsIntoThePopup) {
         gtk_widget_get_preferred_size(page(), &wanted, nullptr);
         EXPECT_LE(wanted.width, kWidth);
         EXPECT_LE(wanted.height, kHeight);
-        for (const char* text : {"_Select", "_Cancel"}) {
-            GtkWidget* const button = buttonWithText(page(), text);
+        for (GtkWidget* button : {back(), apply()}) {
             int y = -1;
             gtk_widget_translate_coordinates(button, window_, 0, 0, nullptr, &y);
             EXPECT_GE(y, 300);
@@ -104,7 +105,7 @@ TEST_F(SettingsViewColor, TheColourTakenIsSavedAndShown) {
     open(2);
     pick({1.0, 0.5, 0.0, 1});
     EXPECT_EQ(changes_, 0);
-    click(buttonWithText(page(), "_Select"));
+    click(apply());
     settleFor(50);
     EXPECT_EQ(changes_, 1);
     EXPECT_THAT(contentOf(file_), HasSubstr("temperature=#FF7F00\n"));
@@ -114,10 +115,10 @@ TEST_F(SettingsViewColor, TheColourTakenIsSavedAndShown) {
     EXPECT_EQ(focus(), colorButton(2));
 }
 
-TEST_F(SettingsViewColor, CancelLeavesEverythingAsItWas) {
+TEST_F(SettingsViewColor, BackLeavesEverythingAsItWas) {
     open(2);
     pick({1, 1, 1, 1});
-    click(buttonWithText(page(), "_Cancel"));
+    click(back());
     settleFor(50);
     EXPECT_EQ(changes_, 0);
     EXPECT_EQ(shownColor(colorButton(2)), "rgb(208,128,32)");
@@ -144,7 +145,7 @@ TEST_F(SettingsViewColor, APaletteColourIsTakenWithTheKeyboardAlone) {
     press(GDK_KEY_Up);
     press(GDK_KEY_space);
     EXPECT_EQ(shownColor(chooser()), "rgb(181,212,255)") << "left of the item's colour, and above";
-    tabTo([this] { return focus() == buttonWithText(page(), "_Select"); });
+    tabTo([this] { return focus() == apply(); });
     press(GDK_KEY_Return);
     settleFor(400);
     EXPECT_EQ(chooser(), nullptr);
@@ -176,7 +177,8 @@ TEST_F(SettingsViewColor, AColourOfOnesOwnIsTypedWithTheKeyboardAlone) {
     ASSERT_TRUE(GTK_IS_ENTRY(focus()));
     EXPECT_STREQ(gtk_entry_get_text(GTK_ENTRY(focus())), "#FF6EB4");
     gtk_entry_set_text(GTK_ENTRY(focus()), "#123456");
-    press(GDK_KEY_s, GDK_MOD1_MASK);
+    tabTo([this] { return focus() == apply(); });
+    press(GDK_KEY_Return);
     settleFor(400);
     EXPECT_EQ(settings_->hexColor(MenuBarItemType::CpuPercent), "#123456");
 
@@ -184,6 +186,15 @@ TEST_F(SettingsViewColor, AColourOfOnesOwnIsTypedWithTheKeyboardAlone) {
     settleFor(50);
     EXPECT_EQ(shownColor(chooser()), "rgb(18,52,86)") << "a colour beside the palette's";
     EXPECT_TRUE(gtk_widget_is_ancestor(focus(), chooser()));
+}
+
+TEST_F(SettingsViewColor, AColourStillBeingTypedCounts) {
+    open(0);
+    g_object_set(chooser(), "show-editor", TRUE, nullptr);
+    ASSERT_TRUE(GTK_IS_ENTRY(focus()));
+    gtk_entry_set_text(GTK_ENTRY(focus()), "#123456");
+    click(apply());
+    EXPECT_EQ(settings_->hexColor(MenuBarItemType::CpuPercent), "#123456");
 }
 
 TEST_F(SettingsViewColor, ADoubleClickOnAColourTakesIt) {
@@ -235,7 +246,7 @@ TEST_F(SettingsViewColor, ABuildAnewOfTheRowsLeavesTheSheetWithoutItsButton) {
     open(0);
     page_->rebuild();
     pick({1, 1, 1, 1});
-    click(buttonWithText(page(), "_Select"));
+    click(apply());
     settleFor(50);
     EXPECT_TRUE(contentShown());
     EXPECT_EQ(changes_, 0);
