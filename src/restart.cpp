@@ -60,6 +60,9 @@ void waitForEndOf(int pipe) {
 }
 
 [[noreturn]] void becomeSuccessor(const Successor& successor) {
+    // Their handler removes the lock file, which is still the old process's.
+    signal(SIGTERM, SIG_DFL);
+    signal(SIGINT, SIG_DFL);
     const auto [reading, writing] = successor.pipe;
     close(writing);
     // The connections to the display and the bus are to end with the old process.

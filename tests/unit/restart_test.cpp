@@ -1,19 +1,25 @@
 #include "restart.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <functional>
+#include <vector>
 
 #include "forked_child.h"
 #include "scoped_environment.h"
 #include "started_anew.h"
 
 using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
@@ -37,6 +43,25 @@ int statusOf(pid_t child) {
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
+
+/// While it lives, processes whose parent has ended become children of this one.
+class OrphansAdopted {
+public:
+    OrphansAdopted() { EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
+    ~OrphansAdopted() { prctl(PR_SET_CHILD_SUBREAPER, 0); }
+    OrphansAdopted(const OrphansAdopted&) = delete;
+    OrphansAdopted& operator=(const OrphansAdopted&) = delete;
+
+    /// waitpid()'s statuses of all children that are left, once the last of them has ended.
+    static std::vector<int> awaitAll() {
+        std::vector<int> statuses;
+        int status = 0;
+        while (waitpid(-1, &status, 0) > 0)
+            statuses.push_back(status);
+        EXPECT_EQ(errno, ECHILD);
+        return statuses;
+    }
+};
 
 /// A copy of the test program that is deleted while it runs, and then asks for its restart.
 const bool kRestartedWhenDeleted = [] {
@@ -125,15 +150,38 @@ TEST_F(Restart, KeepsNoConnectionOfTheOldProcessOpen) {
 }
 
 TEST_F(Restart, AskedForTwiceComesOnce) {
+    const OrphansAdopted orphans;
     const pid_t old = inChild([this] {
         return restart([] {
             if (!restartAfterEnd()) _exit(2);
         });
     });
     ASSERT_EQ(statusOf(old), 0);
-    ASSERT_TRUE(awaitReport(report_));
-    fs::remove(report_);
-    usleep(500'000);
+    EXPECT_THAT(orphans.awaitAll(), ElementsAre(0));
+    EXPECT_TRUE(fs::exists(report_));
+}
+
+TEST_F(Restart, EndedByASignalBeforeItComesDoesNotActForTheOldProcess) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        const OrphansAdopted orphans;
+        std::array<int, 2> connection{};
+        ASSERT_EQ(pipe(connection.data()), 0);
+        const pid_t old = inChild([&] {
+            setpgid(0, 0);
+            signal(number, [](int) { _exit(3); });
+            return restart([&] {
+                close(connection[1]);
+                pause();
+            });
+        });
+        close(connection[1]);
+        pollfd end{connection[0], 0, 0};
+        EXPECT_EQ(poll(&end, 1, 10'000), 1);
+        EXPECT_EQ(kill(-old, number), 0);
+        EXPECT_EQ(statusOf(old), 3) << "the handler's status";
+        EXPECT_THAT(orphans.awaitAll(), ElementsAre(number)) << "as without a handler";
+        close(connection[0]);
+    }
     EXPECT_FALSE(fs::exists(report_));
 }
 
@@ -163,6 +211,7 @@ TEST_F(Restart, WithoutAnotherProcessLeavesThisOneRunning) {
 }
 
 TEST_F(Restart, EndsTheConfinedPackagesProcessAtOnce) {
+    const OrphansAdopted orphans;
     for (const char* value : {"/snap/korvalune/1", ""}) {
         const ScopedEnvironment confined(ScopedEnvironment::Variables{{"SNAP", value}});
         EXPECT_EQ(statusOf(inChild([this] {
@@ -171,7 +220,7 @@ TEST_F(Restart, EndsTheConfinedPackagesProcessAtOnce) {
                   })),
                   1);
     }
-    usleep(500'000);
+    EXPECT_THAT(orphans.awaitAll(), IsEmpty());
     EXPECT_FALSE(fs::exists(report_));
 }
 
