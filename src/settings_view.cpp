@@ -38,10 +38,9 @@ int languageIndex(const std::vector<L10n::LanguageInfo>& languages, const std::s
     return found == languages.end() ? 0 : 1 + static_cast<int>(found - languages.begin());
 }
 
-GtkWidget* newPage(GtkWidget* content, GtkWidget* footer) {
+GtkWidget* newPage(GtkWidget* scroller, GtkWidget* footer) {
     GtkWidget* const page = newColumnBox(kSpacing);
-    GtkWidget* const scroller = newScroller(content);
-    gtk_scrolled_window_set_min_content_height(GTK_SCROLLED_WINDOW(scroller), kLeastHeight);
+    gtk_widget_set_size_request(scroller, -1, kLeastHeight);
     gtk_widget_set_vexpand(scroller, TRUE);
     packFilling(page, scroller);
     pack(page, footer);
@@ -60,7 +59,8 @@ SettingsView::SettingsView(Settings& settings, SystemInfo& info)
       info_(info),
       container_(newColumnBox(kSpacing)),
       apply_footer_(newRow(kSpacing)),
-      page_(newPage(container_, apply_footer_)),
+      scroller_(newScroller(container_)),
+      page_(newPage(scroller_, apply_footer_)),
       sheet_(page_),
       items_(settings, sheet_),
       autostart_icon_(newRow(0)),

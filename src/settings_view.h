@@ -20,6 +20,9 @@ public:
 
     /// The whole page: the scrolled content with the footer below, or the sheet on which a colour is chosen.
     GtkWidget* page() const { return page_; }
+    /// The page's scrolled content. Its size request, which says how low it may be, is there to be lowered on
+    /// a screen that has less room.
+    GtkWidget* scroller() const { return scroller_; }
     /// Makes the rows of the panel's items anew.
     void rebuild();
     /// Offers the devices that there are now.
@@ -55,6 +58,7 @@ private:
     SystemInfo& info_;
     OwnedWidget container_;
     OwnedWidget apply_footer_;
+    GtkWidget* scroller_;
     OwnedWidget page_;
     ColorSheet sheet_;
     ItemRows items_;

@@ -14,6 +14,12 @@ namespace {
 
 class SettingsViewPage : public SettingsPageTest {
 protected:
+    static int leastHeight(GtkWidget* widget) {
+        int height = 0;
+        gtk_widget_get_preferred_height(widget, &height, nullptr);
+        return height;
+    }
+
     /// Turns the wheel down by one notch over a widget.
     static bool wheel(GtkWidget* widget, GdkScrollDirection direction = GDK_SCROLL_DOWN) {
         GdkEvent* const event = gdk_event_new(GDK_SCROLL);
@@ -41,10 +47,18 @@ TEST_F(SettingsViewPage, IsTheScrolledContentAboveTheFooter) {
     EXPECT_EQ(horizontal, GTK_POLICY_NEVER);
     EXPECT_EQ(vertical, GTK_POLICY_AUTOMATIC);
     EXPECT_TRUE(gtk_widget_get_vexpand(parts[0]));
-    EXPECT_EQ(gtk_scrolled_window_get_min_content_height(scrolled()), 450);
+    EXPECT_EQ(parts[0], page_->scroller());
+    EXPECT_EQ(leastHeight(parts[0]), 450);
     EXPECT_FALSE(gtk_scrolled_window_get_overlay_scrolling(scrolled()));
     EXPECT_NE(buttonWithText(parts[1], "Apply"), nullptr);
     EXPECT_FALSE(gtk_widget_get_vexpand(parts[1]));
+}
+
+TEST_F(SettingsViewPage, MayBeMadeLower) {
+    show();
+    const int before = leastHeight(page());
+    gtk_widget_set_size_request(page_->scroller(), -1, 150);
+    EXPECT_EQ(leastHeight(page()), before - 300);
 }
 
 TEST_F(SettingsViewPage, HasTheSectionsInTheirOrder) {
