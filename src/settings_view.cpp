@@ -216,8 +216,9 @@ void SettingsView::chooseGpu(const std::string& name) {
 
 void SettingsView::chooseInterface(const std::string& name) {
     settings_.selected_net_ = name;
-    quietly([this] { settings_.save(); });
     info_.network_service_.setInterface(name);
+    info_.network_speed = {};  // saving redraws the panel, which must not show the old one's
+    quietly([this] { settings_.save(); });
 }
 
 void SettingsView::onAutostartToggled(GtkToggleButton* check, gpointer self) {

@@ -253,6 +253,21 @@ TEST_F(SettingsViewChoices, ANewInterfaceStartsItsMeasuringAnew) {
     EXPECT_EQ(speed.bytes_down_per_sec, 0);
 }
 
+TEST_F(SettingsViewChoices, ThePanelIsToldOfANewInterfaceWithoutTheOldOnesSpeed) {
+    interfaces({"eth0", "wlan0"});
+    make();
+    info_->network_speed = {.bytes_up_per_sec = 100, .bytes_down_per_sec = 200};
+    settings_->on_change = [this] {
+        ++changes_;
+        EXPECT_EQ(info_->network_speed.bytes_up_per_sec, 0);
+        EXPECT_EQ(info_->network_speed.bytes_down_per_sec, 0);
+        EXPECT_EQ(info_->network_service_.selectedInterface(), settings_->selected_net_);
+    };
+    choose(Net, 1);
+    EXPECT_EQ(changes_, 1);
+    EXPECT_FALSE(settings_->selected_net_.empty());
+}
+
 TEST_F(SettingsViewChoices, AnInterfaceThatIsAbsentStaysChosenAndIsFoundAgain) {
     writeFile(file_, "[general]\nselectedNetwork=usb0\n");
     interfaces({"eth0"});
