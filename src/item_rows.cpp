@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <numbers>
+#include <utility>
 
 #include "color.h"
 #include "color_button.h"
@@ -198,10 +199,13 @@ void ItemRows::onColorSet(GtkColorButton* button, gpointer self) {
 
 void ItemRows::onToggled(GtkToggleButton* check, gpointer self) {
     Settings& settings = static_cast<ItemRows*>(self)->settings_;
+    const bool active = gtk_toggle_button_get_active(check);
     const auto index = static_cast<std::size_t>(numberOf(check, "idx"));
     if (index >= settings.items_.size()) return;
-    settings.items_[index].enabled = gtk_toggle_button_get_active(check);
-    quietly([&] { settings.save(); });
+    const bool before = std::exchange(settings.items_[index].enabled, active);
+    if (quietly([&] { settings.save(); })) return;
+    settings.items_[index].enabled = before;
+    setActiveSilently(check, before, self);
 }
 
 gboolean ItemRows::drawColorDot(GtkWidget* dot, cairo_t* context, gpointer /*data*/) {

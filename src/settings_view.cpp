@@ -223,7 +223,13 @@ void SettingsView::chooseInterface(const std::string& name) {
 
 void SettingsView::onAutostartToggled(GtkToggleButton* check, gpointer self) {
     auto* const view = static_cast<SettingsView*>(self);
-    quietly([&] { view->settings_.setAutostart(gtk_toggle_button_get_active(check)); });
+    Settings& settings = view->settings_;
+    const bool before = settings.autostart_;
+    if (!quietly([&] { settings.setAutostart(gtk_toggle_button_get_active(check)); })) {
+        settings.autostart_ = before;
+        quietly([&] { settings.save(); });  // the file may be ahead of the desktop entry that failed
+        setActiveSilently(check, before, self);
+    }
     view->showAutostart();
 }
 

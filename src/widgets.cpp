@@ -131,6 +131,12 @@ void destroyChildren(GtkWidget* container) {
         GTK_CONTAINER(container), [](GtkWidget* child, gpointer) { gtk_widget_destroy(child); }, nullptr);
 }
 
+void setActiveSilently(GtkToggleButton* check, bool active, gpointer data) {
+    g_signal_handlers_block_matched(check, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, data);
+    gtk_toggle_button_set_active(check, active);
+    g_signal_handlers_unblock_matched(check, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, data);
+}
+
 void setAccessibleName(GtkWidget* widget, const std::string& name) {
     if (AtkObject* accessible = gtk_widget_get_accessible(widget)) {
         atk_object_set_name(accessible, name.c_str());

@@ -95,6 +95,9 @@ Record* attached(GtkWidget* widget, const char* key) {
     return static_cast<Record*>(g_object_get_data(G_OBJECT(widget), key));
 }
 
+/// Sets a check button without calling the handlers that were connected with `data`.
+void setActiveSilently(GtkToggleButton* check, bool active, gpointer data);
+
 /// What screen readers call a widget that has no text of its own.
 void setAccessibleName(GtkWidget* widget, const std::string& name);
 

@@ -29,6 +29,14 @@ protected:
     std::string saved() const { return contentOf(file_); }
 
     GtkWidget* autostart() const { return widgetsOfType(page(), GTK_TYPE_CHECK_BUTTON).back(); }
+    void expectAutostartShown(bool on) const {
+        EXPECT_EQ(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(autostart())), on);
+        GtkWidget* const image = only(gtk_widget_get_parent(autostart()), GTK_TYPE_IMAGE);
+        EXPECT_TRUE(gtk_widget_get_visible(image));
+        GdkPixbuf* wanted = makeIconPixbuf(on ? "emblem-ok-symbolic" : "radio-symbolic", nullptr);
+        EXPECT_EQ(bytesOf(gtk_image_get_pixbuf(GTK_IMAGE(image))), bytesOf(wanted));
+        g_clear_object(&wanted);
+    }
     fs::path autostartFile() const { return home_ / ".config/autostart/Korvalune.desktop"; }
 
     void machine(std::string_view name) const {
@@ -69,18 +77,44 @@ TEST_F(SettingsViewChoices, AutostartStartsAsTheFileSays) {
 
 TEST_F(SettingsViewChoices, AutostartHasAnImageOfItsState) {
     make();
-    const auto expectImage = [this](const char* name) {
-        GtkWidget* const image = only(gtk_widget_get_parent(autostart()), GTK_TYPE_IMAGE);
-        EXPECT_TRUE(gtk_widget_get_visible(image));
-        GdkPixbuf* wanted = makeIconPixbuf(name, nullptr);
-        EXPECT_EQ(bytesOf(gtk_image_get_pixbuf(GTK_IMAGE(image))), bytesOf(wanted));
-        g_clear_object(&wanted);
-    };
-    expectImage("radio-symbolic");
+    expectAutostartShown(false);
     toggle(autostart());
-    expectImage("emblem-ok-symbolic");
+    expectAutostartShown(true);
     toggle(autostart());
-    expectImage("radio-symbolic");
+    expectAutostartShown(false);
+}
+
+TEST_F(SettingsViewChoices, AutostartThatCanNotBeSavedStaysAsItWas) {
+    for (const bool before : {false, true}) {
+        fs::remove_all(home_ / ".config");
+        writeFile(file_, before ? "[general]\nautostart=true\n" : "");
+        make();
+        blockConfig();
+        toggle(autostart());
+        EXPECT_EQ(settings_->autostart_, before);
+        expectAutostartShown(before);
+    }
+    EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(SettingsViewChoices, AutostartThatCanNotBeSavedCanBeTriedAgain) {
+    make();
+    blockConfig();
+    toggle(autostart());
+    fs::remove(home_ / ".config");
+    toggle(autostart());
+    EXPECT_TRUE(settings_->autostart_);
+    EXPECT_TRUE(fs::exists(autostartFile()));
+    expectAutostartShown(true);
+}
+
+TEST_F(SettingsViewChoices, AutostartWithoutItsEntryIsSavedAsOff) {
+    make();
+    writeFile(home_ / ".config/autostart", "in the way");
+    toggle(autostart());
+    EXPECT_FALSE(settings_->autostart_);
+    EXPECT_THAT(saved(), HasSubstr("autostart=false\n"));
+    expectAutostartShown(false);
 }
 
 TEST_F(SettingsViewChoices, LanguagesAreListedByTheirOwnNames) {
@@ -348,7 +382,6 @@ TEST_F(SettingsViewChoices, SurviveAPlaceThatCanNotBeWritten) {
     show();
     blockConfig();
     toggle(autostart());
-    EXPECT_TRUE(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(autostart())));
     choose(Theme, 2);
     EXPECT_EQ(settings_->theme_, "dark");
     EXPECT_EQ(theme_changes_, 1);

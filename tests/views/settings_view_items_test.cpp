@@ -66,7 +66,7 @@ TEST_F(SettingsViewItems, HaveADotOfTheirTypesOwnColour) {
         cairo_surface_flush(picture);
         const unsigned char* const bytes = cairo_image_surface_get_data(picture);
         const std::ptrdiff_t stride = cairo_image_surface_get_stride(picture);
-        const unsigned char* const middle = bytes + 6 * stride + 6 * 4;
+        const unsigned char* const middle = bytes + 6 * stride + 24;
         EXPECT_NEAR(middle[2], red, 1) << index;
         EXPECT_NEAR(middle[1], green, 1) << index;
         EXPECT_NEAR(middle[0], blue, 1) << index;
@@ -234,11 +234,23 @@ TEST_F(SettingsViewItems, WithoutEndInTheFileDoNotHoldUpThePage) {
     EXPECT_TRUE(gtk_widget_get_sensitive(down(ItemRows::kMostRows - 1)));
 }
 
+TEST_F(SettingsViewItems, SwitchedWithoutSuccessCanBeTriedAgain) {
+    show();
+    blockConfig();
+    toggle(check(0));
+    std::filesystem::remove(home_ / ".config");
+    toggle(check(0));
+    EXPECT_FALSE(settings_->items_[0].enabled);
+    EXPECT_FALSE(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(check(0))));
+    EXPECT_EQ(changes_, 1);
+}
+
 TEST_F(SettingsViewItems, SurviveAPlaceThatCanNotBeWritten) {
     show();
     blockConfig();
     toggle(check(0));
-    EXPECT_FALSE(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(check(0))));
+    EXPECT_TRUE(settings_->items_[0].enabled);
+    EXPECT_TRUE(gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(check(0))));
     click(down(0));
     EXPECT_EQ(nameOf(0), "CPU Bars");
     choose(1, {1, 1, 1, 1});
