@@ -89,6 +89,8 @@ GtkWidget* ProcessView::newActionBar() {
         view->showActionBar();
     });
     addActionButton("yes", kYesButton, [](GtkButton*, ProcessView* view) { view->signalSelected(); });
+    for (const char* const answer : {kYesButton, kNoButton})
+        g_signal_connect(actionButton(answer), "event", G_CALLBACK(onAnswerEvent), this);
     gtk_widget_show(action_label_);
     gtk_widget_set_no_show_all(action_bar_, TRUE);
     gtk_widget_hide(action_bar_);
@@ -212,7 +214,18 @@ void ProcessView::askOrSignal(bool kill) {
     }
     confirm_mode_ = true;
     confirm_kill_ = kill;
+    question_time_ = g_get_monotonic_time();
     showActionBar();
+}
+
+/// The answers appear where the actions were: the second press of a double click is not meant for them.
+gboolean ProcessView::onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view) {
+    const GdkEventType type = gdk_event_get_event_type(event);
+    if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN) return GDK_EVENT_PROPAGATE;
+    int double_click_ms = 0;
+    g_object_get(gtk_widget_get_settings(button), "gtk-double-click-time", &double_click_ms, nullptr);
+    const gint64 asked_for = g_get_monotonic_time() - view->question_time_;
+    return asked_for < double_click_ms * G_TIME_SPAN_MILLISECOND ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
 }
 
 /// Nobody is told when the process can't be signalled.

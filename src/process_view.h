@@ -63,6 +63,7 @@ private:
 
     static void onHeaderClicked(GtkButton* button, ProcessView* view);
     static gboolean onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view);
+    static gboolean onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view);
     static gboolean onQueuedRebuild(gpointer view);
 
     SystemInfo& info_;
@@ -83,5 +84,6 @@ private:
 
     ProcessColumns columns_;
     std::optional<ProcessHandle> selected_process_;
-    guint rebuild_idle_ = 0;  ///< source id, 0 = none
+    gint64 question_time_ = 0;  ///< when the bar began to ask, microseconds of the monotonic clock
+    guint rebuild_idle_ = 0;    ///< source id, 0 = none
 };

@@ -36,6 +36,20 @@ protected:
     }
 };
 
+/// The desktop's double-click time, in milliseconds, while it lives.
+class DoubleClickTime {
+public:
+    explicit DoubleClickTime(int milliseconds) {
+        g_object_set(gtk_settings_get_default(), kProperty, milliseconds, nullptr);
+    }
+    ~DoubleClickTime() { gtk_settings_reset_property(gtk_settings_get_default(), kProperty); }
+    DoubleClickTime(const DoubleClickTime&) = delete;
+    DoubleClickTime& operator=(const DoubleClickTime&) = delete;
+
+private:
+    static constexpr const char* kProperty = "gtk-double-click-time";
+};
+
 const std::vector<std::string> kActions{"term_btn", "kill_btn"};
 const std::vector<std::string> kAnswers{"yes_btn", "no_btn"};
 
@@ -139,6 +153,53 @@ TEST_F(ProcessActionsTest, TheKeyboardGoesFromTheActionToTheHarmlessAnswer) {
     gtk_widget_grab_focus(titles()[0]);
     press(make());
     EXPECT_FALSE(hasFocus("term_btn"));
+}
+
+// --- Double clicks ---
+
+TEST_F(ProcessActionsTest, ADoubleClickDoesNotAnswerItsOwnQuestion) {
+    const DoubleClickTime endless(3'600'000);
+    const Sleeper target;
+    view_->onProcessSelected(target.pid(), "sleeper");
+    settle();
+    for (const char* action : {"term_btn", "kill_btn"}) {
+        click(button(action));
+        settle();
+        ASSERT_EQ(offers(), kAnswers) << action;
+        for (const char* answer : {"yes_btn", "no_btn"}) {
+            click(button(answer));
+            settle();
+            EXPECT_EQ(offers(), kAnswers) << action << answer;
+        }
+        clickButton("no_btn");
+        settle();
+    }
+    EXPECT_TRUE(target.isAlive());
+}
+
+TEST_F(ProcessActionsTest, AClickAfterTheDoubleClickTimeAnswers) {
+    const DoubleClickTime short_(20);
+    Sleeper target;
+    view_->onProcessSelected(target.pid(), "sleeper");
+    for (const char* answer : {"no_btn", "yes_btn"}) {
+        settle();
+        click(button("term_btn"));
+        settle();
+        ASSERT_EQ(offers(), kAnswers);
+        g_usleep(20'000);
+        click(button(answer));
+        EXPECT_NE(offers(), kAnswers) << answer;
+    }
+    EXPECT_EQ(target.awaitEnd(), SIGTERM);
+}
+
+TEST_F(ProcessActionsTest, TheKeyboardMayAnswerAtOnce) {
+    const DoubleClickTime endless(3'600'000);
+    press(zsh());
+    clickButton("term_btn");
+    settle();
+    gtk_widget_activate(button("yes_btn"));
+    EXPECT_TRUE(comesTrue([this] { return offers().empty(); }));
 }
 
 // --- Rows ---
