@@ -47,16 +47,24 @@ std::optional<std::uint64_t> readStartTime(const std::string& stat_path) {
 
 }  // namespace
 
-ProcessHandle::ProcessHandle(int pid, std::string_view root)
+ProcessHandle::ProcessHandle(int pid, std::string_view root, std::uint64_t start_time)
     : pid_(pid), stat_path_(kernelPath(root, "/proc/" + std::to_string(pid) + "/stat")) {
     if (pid_ < 1) return;
     fd_ = openProcess(pid_);
     const bool is_gone = fd_ < 0 && errno == ESRCH;
     if (fd_ < 0 && !is_gone) start_time_ = readStartTime(stat_path_);
+    // Read once the process is held: what had the pid before that matters no more.
+    if (start_time != 0 && readStartTime(stat_path_) != start_time) letGo();
 }
 
 ProcessHandle::~ProcessHandle() {
+    letGo();
+}
+
+void ProcessHandle::letGo() {
     if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+    start_time_.reset();
 }
 
 bool ProcessHandle::signal(int number) const {

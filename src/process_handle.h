@@ -10,8 +10,9 @@
 class ProcessHandle {
 public:
     /// Takes hold of the process that has this pid now. A pid below 1 stands for groups of processes, none of
-    /// which is ever held. `root` is where /proc lies.
-    explicit ProcessHandle(int pid, std::string_view root = "/");
+    /// which is ever held. `root` is where /proc lies. `start_time`, in clock ticks from boot, is when the
+    /// wanted process began, 0 if that is unknown: one that began at another time is not held.
+    explicit ProcessHandle(int pid, std::string_view root = "/", std::uint64_t start_time = 0);
     ~ProcessHandle();
     ProcessHandle(const ProcessHandle&) = delete;
     ProcessHandle& operator=(const ProcessHandle&) = delete;
@@ -21,6 +22,7 @@ public:
     bool signal(int number) const;
 
 private:
+    void letGo();
     bool isSameProcess() const;
 
     int pid_;

@@ -212,7 +212,8 @@ ProcessUsage ProcessService::row(const LightProc& process, uid_t uid) {
             .user = getUserName(uid),
             .cpu_usage = process.cpu,
             .memory_mb = process.mem,
-            .uid = uid};
+            .uid = uid,
+            .start_time = times_[process.known].start};
 }
 
 const std::string& ProcessService::getUserName(uid_t uid) {

@@ -22,6 +22,7 @@ struct ProcessUsage {
     double cpu_usage = 0;  ///< percent of one core since the last call: four busy threads make 400
     double memory_mb = 0;  ///< resident memory, MiB
     uid_t uid = 0;         ///< real user id; 0 when it can't be read
+    std::uint64_t start_time = 0;  ///< clock ticks from boot to its start; 0 = unknown
 };
 
 /// The busiest processes, highest cpu_usage first, at most 20 in each list.

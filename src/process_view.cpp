@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <vector>
 
 #include "display_text.h"
 #include "l10n.h"
@@ -112,14 +111,14 @@ GtkWidget* ProcessView::actionButton(const char* data_key) const {
 void ProcessView::rebuildList() {
     cancelQueuedRebuild();
     destroyChildren(list_box_);
-    std::vector<ProcessUsage> processes = user_only_ ? info_.user_processes : info_.top_processes;
-    if (processes.empty()) {
+    shown_ = user_only_ ? info_.user_processes : info_.top_processes;
+    if (shown_.empty()) {
         pack(list_box_, newLabel(L10n::tr("collecting.data"), TextStyle{.points = 9}, kCentered), 4);
     }
-    sortProcesses(processes, sort_col_, sort_ascending_);
+    sortProcesses(shown_, sort_col_, sort_ascending_);
     const ProcessRowStyles styles;
     int rank = 0;
-    for (const ProcessUsage& process : processes) {
+    for (const ProcessUsage& process : shown_) {
         GtkWidget* row = newProcessRow(++rank, process, styles, columns_);
         g_signal_connect(row, "button-press-event", G_CALLBACK(onRowPressed), this);
         if (process.pid == selected_pid_)
@@ -167,9 +166,15 @@ void ProcessView::onProcessSelected(int pid, const std::string& name) {
         hideActionBar();
         return;
     }
-    selected_process_.emplace(pid);
+    selected_process_.emplace(pid, "/", startTimeOf(pid));
     setSelection(pid, name);
     showActionBar();
+}
+
+/// A row may be some seconds old, and its pid another process's by now. 0 when the process is not shown.
+std::uint64_t ProcessView::startTimeOf(int pid) const {
+    const auto found = std::ranges::find(shown_, pid, &ProcessUsage::pid);
+    return found == shown_.end() ? 0 : found->start_time;
 }
 
 /// The buttons take turns; one that had the keyboard's focus hands it on, to the harmless answer.

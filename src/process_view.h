@@ -1,9 +1,11 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "process_handle.h"
 #include "process_order.h"
@@ -56,6 +58,7 @@ private:
     void setHeaderText(SortColumn column, const std::string& text);
     void askOrSignal(bool kill);
     void signalSelected();
+    std::uint64_t startTimeOf(int pid) const;
     void setBarVisible(bool visible);
     void setSelection(int pid, const std::string& name);
     void queueRebuild();
@@ -83,6 +86,7 @@ private:
     std::array<std::string, kSortColumns.size()> header_base_;
 
     ProcessColumns columns_;
+    std::vector<ProcessUsage> shown_;  ///< the rows' processes, in their order
     std::optional<ProcessHandle> selected_process_;
     gint64 question_time_ = 0;  ///< when the bar began to ask, microseconds of the monotonic clock
     guint rebuild_idle_ = 0;    ///< source id, 0 = none

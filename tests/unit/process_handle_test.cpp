@@ -117,6 +117,39 @@ TEST(ProcessHandle, TheNextOwnerOfThePidIsNotSignalled) {
     EXPECT_TRUE(*passes);
 }
 
+TEST(ProcessHandle, OnlyAProcessThatBeganWhenExpectedIsHeld) {
+    const auto check = [] {
+        Sleeper target;
+        FakeKernel kernel;
+        const auto handle = [&](std::uint64_t start_time) {
+            return ProcessHandle(target.pid(), kernel.root(), start_time);
+        };
+        for (const std::string& stat : {statStarting("a) S 1 (b", "1834"), std::string("5 (x) S 1 2")}) {
+            kernel.file(statPath(target.pid()), stat);
+            EXPECT_FALSE(handle(1835).signal(SIGKILL)) << stat;
+        }
+        kernel.remove(statPath(target.pid()));
+        EXPECT_FALSE(handle(1834).signal(SIGKILL));
+        EXPECT_TRUE(target.isAlive());
+        kernel.file(statPath(target.pid()), statStarting("a) S 1 (b", "1834"));
+        EXPECT_TRUE(handle(0).signal(0));
+        EXPECT_TRUE(handle(1834).signal(SIGTERM));
+        EXPECT_EQ(target.awaitEnd(), SIGTERM);
+    };
+    check();
+    EXPECT_TRUE(passesInChild([&] {
+        refusePidDescriptors(ENOSYS);
+        check();
+    }));
+}
+
+TEST(ProcessHandle, AProcessThatIsNotTheExpectedOneKeepsNoDescriptor) {
+    const Sleeper target;
+    const auto before = openDescriptors();
+    const ProcessHandle handle(target.pid(), "/", 1);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
 // Signal 0 reaches nobody, but kill() takes it for all these pids.
 TEST(ProcessHandle, PidsThatStandForGroupsAreNotSignalled) {
     for (const int pid : {0, -1, -getpgrp(), INT_MIN})

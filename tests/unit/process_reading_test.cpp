@@ -83,6 +83,19 @@ TEST_F(ProcessReadingTest, MemoryIsResidentPagesInMib) {
     EXPECT_DOUBLE_EQ(memoryAt(std::numeric_limits<long>::max()), 0x1p63 * mib_per_page);
 }
 
+TEST_F(ProcessReadingTest, StartTimesAreClockTicksFromBoot) {
+    constexpr auto latest = std::numeric_limits<std::uint64_t>::max();
+    put(1, {.start = 17});
+    put(2, {.start = latest});
+    const auto lists = make().getProcesses();
+    EXPECT_THAT(pidsOf(lists.top), ElementsAre(1, 2));
+    EXPECT_EQ(lists.top.at(0).start_time, 17U);
+    EXPECT_EQ(lists.top.at(1).start_time, latest);
+    EXPECT_EQ(lists.user.at(0).start_time, 17U);
+    kernel_.remove("/proc/1").remove("/proc/2");
+    EXPECT_EQ(rowOf("5 (x) S 1 2", statusText(kOwn))->start_time, 0U);
+}
+
 TEST_F(ProcessReadingTest, TheOwnerIsTheRealUid) {
     const std::string stat = statText(5, {});
     EXPECT_EQ(rowOf(stat, "Name:\tx\nUid:\t7\t8\t9\t10\n")->uid, 7U);

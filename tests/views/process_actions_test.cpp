@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 
 #include "process_page.h"
@@ -29,6 +31,16 @@ protected:
         int left = 0;
         gtk_widget_translate_coordinates(button(key), bar(), 0, 0, &left, nullptr);
         return left;
+    }
+
+    /// When a process began, in clock ticks from boot. No `)` in its name.
+    static std::uint64_t startTimeOf(int pid) {
+        std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+        std::string field;
+        std::getline(stat, field, ')');
+        for (int number = 3; number <= 22; ++number)
+            stat >> field;
+        return std::stoull(field);
     }
 
     static std::ptrdiff_t openDescriptors() {
@@ -308,6 +320,26 @@ TEST_F(ProcessActionsTest, AHiddenActionButtonIsAYesToItsOwnQuestion) {
         EXPECT_EQ(target.awaitEnd(), number);
         EXPECT_THAT(offers(), IsEmpty());
     }
+}
+
+TEST_F(ProcessActionsTest, OnlyTheProcessThatTheRowShowsIsSignalled) {
+    Sleeper target;
+    ProcessUsage row = process(target.pid(), "sleeper");
+    const std::uint64_t start_time = startTimeOf(target.pid());
+    const std::string selection = "sleeper (" + std::to_string(target.pid()) + ")";
+    for (const std::uint64_t shown : {start_time - 1, start_time + 1, start_time}) {
+        row.start_time = shown;
+        info_.top_processes = {process(kNobody, "zsh"), row};
+        view_->update();
+        press(rows().at(1));
+        EXPECT_EQ(barText(), selection);
+        EXPECT_TRUE(target.isAlive());
+        clickButton("kill_btn");
+        clickButton("yes_btn");
+        EXPECT_THAT(offers(), IsEmpty());
+        if (shown != start_time) g_usleep(20'000);
+    }
+    EXPECT_EQ(target.awaitEnd(), SIGKILL);
 }
 
 TEST_F(ProcessActionsTest, NoAndDeselectingSendNothing) {
