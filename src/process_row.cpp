@@ -1,5 +1,7 @@
 #include "process_row.h"
 
+#include <algorithm>
+
 #include "display_text.h"
 #include "short_text.h"
 #include "theme.h"
@@ -52,6 +54,21 @@ gboolean onPointerCrossed(GtkWidget* row, GdkEventCrossing* event, gpointer /*da
     return GDK_EVENT_PROPAGATE;
 }
 
+/// Nor does it show that it has the keyboard's focus. Themes draw that some pixels within a widget, where it
+/// would run through the text of a row this low: it is brought out to the row's edge.
+gboolean onDrawn(GtkWidget* row, cairo_t* cr, gpointer /*data*/) {
+    if (!gtk_widget_has_visible_focus(row)) return GDK_EVENT_PROPAGATE;
+    GtkStyleContext* const context = gtk_widget_get_style_context(row);
+    int offset = 0;
+    int thickness = 0;
+    gtk_style_context_get(context, gtk_style_context_get_state(context), "outline-offset", &offset,
+                          "outline-width", &thickness, nullptr);
+    const int inset = std::max(-offset - thickness, 0);
+    gtk_render_focus(context, cr, -inset, -inset, gtk_widget_get_allocated_width(row) + 2 * inset,
+                     gtk_widget_get_allocated_height(row) + 2 * inset);
+    return GDK_EVENT_PROPAGATE;
+}
+
 }  // namespace
 
 ProcessRowStyles::ProcessRowStyles()
@@ -89,8 +106,10 @@ GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRow
     pack(cells, newColumn(std::to_string(rank), styles.aside, ProcessColumns::kRankWidth, kAtEnd));
     add(SortColumn::Name, newNameCell(process.name, styles.name));
     add(SortColumn::User, newUserCell(process.user, styles.aside));
-    addFigure(SortColumn::Mem, memoryText(process.memory_mb), styles.memory);
-    addFigure(SortColumn::Cpu, shortText("%.1f", process.cpu_usage), styles.ofCpuUsage(process.cpu_usage));
+    const std::string memory = memoryText(process.memory_mb);
+    const std::string cpu_usage = shortText("%.1f", process.cpu_usage);
+    addFigure(SortColumn::Mem, memory, styles.memory);
+    addFigure(SortColumn::Cpu, cpu_usage, styles.ofCpuUsage(process.cpu_usage));
 
     GtkWidget* row = gtk_event_box_new();
     gtk_widget_set_size_request(row, -1, 18);
@@ -99,7 +118,15 @@ GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRow
     gtk_widget_add_events(row, GDK_ENTER_NOTIFY_MASK | GDK_LEAVE_NOTIFY_MASK);
     g_signal_connect(row, "enter-notify-event", G_CALLBACK(onPointerCrossed), nullptr);
     g_signal_connect(row, "leave-notify-event", G_CALLBACK(onPointerCrossed), nullptr);
+    gtk_widget_set_can_focus(row, TRUE);
+    g_signal_connect_after(row, "draw", G_CALLBACK(onDrawn), nullptr);
+    setAccessibleName(
+        row, displayText(process.name) + ", " + displayText(process.user) + ", " + memory + ", " + cpu_usage);
     g_object_set_data(G_OBJECT(row), "pid", GINT_TO_POINTER(process.pid));
     g_object_set_data_full(G_OBJECT(row), "pname", g_strdup(process.name.c_str()), g_free);
     return row;
+}
+
+int pidOfRow(GtkWidget* row) {
+    return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), "pid"));
 }

@@ -39,7 +39,10 @@ private:
     std::array<SizeGroup, kSortColumns.size()> groups_;
 };
 
-/// A row of a process page: rank, name, user, memory and CPU usage. Its object data are "pid" (the number)
-/// and "pname" (a copy of the name as the kernel has it).
+/// A row of a process page: rank, name, user, memory and CPU usage. It takes the keyboard's focus. Its object
+/// data are "pid" (the number) and "pname" (a copy of the name as the kernel has it).
 GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRowStyles& styles,
                          ProcessColumns& columns);
+
+/// The process of a row; 0 for any other widget.
+int pidOfRow(GtkWidget* row);

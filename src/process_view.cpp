@@ -5,6 +5,7 @@
 
 #include "display_text.h"
 #include "l10n.h"
+#include "row_focus.h"
 #include "short_text.h"
 
 namespace {
@@ -24,6 +25,14 @@ const TextStyle kHeaderStyle{.points = 8, .weight = PANGO_WEIGHT_MEDIUM, .monosp
 /// Figures stand at the end of their column.
 float alignmentOf(SortColumn column) {
     return column == SortColumn::Mem || column == SortColumn::Cpu ? kAtEnd : kAtStart;
+}
+
+/// The keys that press a button.
+bool isActivation(const GdkEventKey& event) {
+    constexpr std::array keys{GDK_KEY_Return, GDK_KEY_KP_Enter, GDK_KEY_ISO_Enter, GDK_KEY_space,
+                              GDK_KEY_KP_Space};
+    return (event.state & gtk_accelerator_get_default_mod_mask()) == 0 &&
+           std::ranges::find(keys, static_cast<int>(event.keyval)) != keys.end();
 }
 
 }  // namespace
@@ -110,6 +119,7 @@ GtkWidget* ProcessView::actionButton(const char* data_key) const {
 
 void ProcessView::rebuildList() {
     cancelQueuedRebuild();
+    const RowFocus focus(list_box_);
     destroyChildren(list_box_);
     shown_ = user_only_ ? info_.user_processes : info_.top_processes;
     if (shown_.empty()) {
@@ -121,11 +131,13 @@ void ProcessView::rebuildList() {
     for (const ProcessUsage& process : shown_) {
         GtkWidget* row = newProcessRow(++rank, process, styles, columns_);
         g_signal_connect(row, "button-press-event", G_CALLBACK(onRowPressed), this);
+        g_signal_connect(row, "key-press-event", G_CALLBACK(onRowKey), this);
         if (process.pid == selected_pid_)
             gtk_style_context_add_class(gtk_widget_get_style_context(row), "selected-process");
         pack(list_box_, row);
     }
     gtk_widget_show_all(list_box_);
+    focus.giveBack();
 }
 
 void ProcessView::updateSortIndicators() {
@@ -155,10 +167,18 @@ void ProcessView::onHeaderClicked(GtkButton* button, ProcessView* view) {
 /// GTK reports the second click of two as a click and, once more, as a double click.
 gboolean ProcessView::onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view) {
     if (event->type != GDK_BUTTON_PRESS) return TRUE;
-    const int pid = GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), "pid"));
-    const auto* name = static_cast<const char*>(g_object_get_data(G_OBJECT(row), "pname"));
-    view->onProcessSelected(pid, name);
+    view->chooseRow(row);
     return TRUE;
+}
+
+gboolean ProcessView::onRowKey(GtkWidget* row, GdkEventKey* event, ProcessView* view) {
+    if (!isActivation(*event)) return GDK_EVENT_PROPAGATE;
+    view->chooseRow(row);
+    return GDK_EVENT_STOP;
+}
+
+void ProcessView::chooseRow(GtkWidget* row) {
+    onProcessSelected(pidOfRow(row), static_cast<const char*>(g_object_get_data(G_OBJECT(row), "pname")));
 }
 
 void ProcessView::onProcessSelected(int pid, const std::string& name) {

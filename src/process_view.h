@@ -13,8 +13,8 @@
 #include "system_info.h"
 #include "widgets.h"
 
-/// A page with a table of processes, those of everybody or those of the user. A click on a row selects its
-/// process, which a bar below the table then offers to terminate or kill, asking back once.
+/// A page with a table of processes, those of everybody or those of the user. A click or a key on a row
+/// selects its process, which a bar below the table then offers to terminate or kill, asking back once.
 class ProcessView {
 public:
     using SortColumn = ::SortColumn;
@@ -34,7 +34,7 @@ public:
 
     /// Shows the snapshot's present processes.
     void update() { rebuildList(); }
-    /// Makes all rows anew. The selection and the scroll position stay.
+    /// Makes all rows anew. The selection, the scroll position and the keyboard's focus stay.
     void rebuildList();
     /// Puts an arrow behind the title of the column by which the table is sorted.
     void updateSortIndicators();
@@ -61,11 +61,13 @@ private:
     std::uint64_t startTimeOf(int pid) const;
     void setBarVisible(bool visible);
     void setSelection(int pid, const std::string& name);
+    void chooseRow(GtkWidget* row);
     void queueRebuild();
     void cancelQueuedRebuild();
 
     static void onHeaderClicked(GtkButton* button, ProcessView* view);
     static gboolean onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view);
+    static gboolean onRowKey(GtkWidget* row, GdkEventKey* event, ProcessView* view);
     static gboolean onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view);
     static gboolean onQueuedRebuild(gpointer view);
 
