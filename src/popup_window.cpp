@@ -329,7 +329,7 @@ GtkWidget* PopupWindow::innerScroller() const {
     const std::string page = visiblePage();
     if (page == kProcessesPage) return all_proc_view_->scroller();
     if (page == kMyProcessesPage) return my_proc_view_->scroller();
-    return nullptr;
+    return page == kSettingsPage ? settings_view_->scroller() : nullptr;
 }
 
 bool PopupWindow::isInside(const GdkEventButton& event) const {
