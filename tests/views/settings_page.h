@@ -84,7 +84,7 @@ protected:
     static GtkWidget* only(GtkWidget* root, GType type) {
         const auto found = widgetsOfType(root, type);
         EXPECT_EQ(found.size(), 1U);
-        return found.empty() ? nullptr : found[0];
+        return found.empty() ? nullptr : found.at(0);
     }
     GtkWidget* colorButton(std::size_t index) const { return only(row(index), GTK_TYPE_COLOR_BUTTON); }
     GtkWidget* check(std::size_t index) const { return only(row(index), GTK_TYPE_CHECK_BUTTON); }

@@ -15,7 +15,7 @@ protected:
     }
     GtkWidget* chooser() const {
         const auto found = widgetsOfType(page(), GTK_TYPE_COLOR_CHOOSER_WIDGET);
-        return found.empty() ? nullptr : found[0];
+        return found.empty() ? nullptr : found.at(0);
     }
     GtkWidget* sheet() const { return children(page()).back(); }
     GtkWidget* apply() const { return buttonWithText(sheet(), "Apply"); }
