@@ -17,7 +17,10 @@ protected:
         const auto found = widgetsOfType(page(), GTK_TYPE_COLOR_CHOOSER_WIDGET);
         return found.empty() ? nullptr : found.at(0);
     }
-    GtkWidget* sheet() const { return children(page()).back(); }
+    GtkWidget* sheet() const {
+        const auto parts = children(page());
+        return parts.at(parts.size() - 1);
+    }
     GtkWidget* apply() const { return buttonWithText(sheet(), "Apply"); }
     GtkWidget* back() const { return buttonWithText(sheet(), "Back"); }
     bool contentShown() const {
