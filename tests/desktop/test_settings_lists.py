@@ -37,6 +37,14 @@ class ListsAndScrolling(SettingsCase):
         self.assertEqual(self.settings_file.read_bytes(), content)
         self.assertTrue(popup.shown())
 
+    def open_theme_list(self):
+        popup = self.open_settings()
+        combo = popup.find("combo box", "Theme:")
+        self.scroll_to(popup, combo)
+        popup.click(combo)
+        popup.find("menu item", "Dark")
+        return popup
+
     def test_a_choice_by_mouse_leaves_pointer_and_keyboard_with_the_popup(self):
         popup = self.open_settings()
         combo = popup.find("combo box", "Theme:")
@@ -54,11 +62,7 @@ class ListsAndScrolling(SettingsCase):
         popup.wait_hidden(5)
 
     def test_escape_closes_the_list_and_then_the_popup(self):
-        popup = self.open_settings()
-        combo = popup.find("combo box", "Theme:")
-        self.scroll_to(popup, combo)
-        popup.click(combo)
-        popup.find("menu item", "Dark")
+        popup = self.open_theme_list()
         self.shot("combo-open")
         self.desktop.press("Escape")
         popup.program.wait_for(lambda: not popup.find_all("menu item"), "the end of the list", 5)
@@ -69,11 +73,7 @@ class ListsAndScrolling(SettingsCase):
         popup.wait_hidden(5)
 
     def test_click_beside_an_open_list_closes_it_and_the_next_the_popup(self):
-        popup = self.open_settings()
-        combo = popup.find("combo box", "Theme:")
-        self.scroll_to(popup, combo)
-        popup.click(combo)
-        popup.find("menu item", "Dark")
+        popup = self.open_theme_list()
         time.sleep(0.3)
         self.desktop.pointer(10, 460, "click", "1")
         popup.program.wait_for(lambda: not popup.find_all("menu item"), "the end of the list", 5)
@@ -82,11 +82,7 @@ class ListsAndScrolling(SettingsCase):
             self.check_closes(popup)
 
     def test_a_choice_by_keyboard(self):
-        popup = self.open_settings()
-        combo = popup.find("combo box", "Theme:")
-        self.scroll_to(popup, combo)
-        popup.click(combo)
-        popup.find("menu item", "Dark")
+        popup = self.open_theme_list()
         time.sleep(0.3)
         self.desktop.press("Down", "Down", "Return")
         self.wait_saved("general", "theme", "dark")

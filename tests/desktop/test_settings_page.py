@@ -100,25 +100,27 @@ class SettingsPage(SettingsCase):
             self.shot(f"settings-{theme}")
         self.check_closes(popup)
 
-    def test_graphics_card_is_chosen_by_name(self):
-        popup = self.open_settings(machine=FIXTURES / "gpu-two")
-        combo = popup.find("combo box", "GPU:")
+    def entries_of(self, popup, combo):
+        """What a list offers; it is closed again."""
         self.scroll_to(popup, combo)
         popup.click(combo)
         entries = [item.text() for item in popup.find_all("menu item")]
-        self.assertEqual(len(entries), 2, entries)
         self.desktop.press("Escape")
+        return entries
+
+    def test_graphics_card_is_chosen_by_name(self):
+        popup = self.open_settings(machine=FIXTURES / "gpu-two")
+        combo = popup.find("combo box", "GPU:")
+        entries = self.entries_of(popup, combo)
+        self.assertEqual(len(entries), 2, entries)
         self.choose_in(popup, combo, entries[1])
         self.wait_saved("general", "selectedGPU", entries[1])
 
     def test_network_interface_is_chosen_by_name(self):
         popup = self.open_settings(machine=FIXTURES / "desktop-4core")
         combo = popup.find("combo box", "NET:")
-        self.scroll_to(popup, combo)
-        popup.click(combo)
-        entries = [item.text() for item in popup.find_all("menu item")]
+        entries = self.entries_of(popup, combo)
         self.assertEqual(set(entries), {"enp3s0 (up)", "wlp2s0", "docker0"})
-        self.desktop.press("Escape")
         for entry in ("wlp2s0", "enp3s0 (up)"):
             self.choose_in(popup, combo, entry)
             self.wait_saved("general", "selectedNetwork", entry.removesuffix(" (up)"))
