@@ -1,5 +1,6 @@
 #include "short_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdarg>
@@ -25,8 +26,10 @@ std::string figureWithUnit(double value, char unit) {
 
 void cutAtCharacter(std::string& text, std::size_t most) {
     if (text.size() <= most) return;
+    constexpr std::size_t kMostInPart = 3;  // bytes of a character before its last one
+    const std::size_t least = most - std::min(most, kMostInPart);
     std::size_t end = most;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+    while (end > least && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
         --end;
     text.resize(end);
 }

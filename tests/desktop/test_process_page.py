@@ -106,6 +106,12 @@ class ProcessPageCase(PopupTestCase):
                     return
         self.fail(f"{wanted} could not be selected")
 
+    def answer(self, popup, text):
+        """Presses a button of the question, later than the double click that must not answer it."""
+        button = popup.find("push button", text)
+        time.sleep(0.6)
+        popup.click(button)
+
     def wait_deselected(self, popup):
         popup.program.wait_for(lambda: not popup.find_all("push button", "Terminate")
                                and not popup.find_all("push button", "Yes"), "the end of the selection", 5)
@@ -174,7 +180,7 @@ class ProcessPage(ProcessPageCase):
         self.assertEqual(popup.find_all("push button", "Kill"), [])
         self.assertIsNone(child.poll(), "it only asks yet")
         self.shot("process-terminate")
-        popup.click(popup.find("push button", "Yes"))
+        self.answer(popup, "Yes")
         self.assertEqual(child.wait(5), -signal.SIGTERM)
         self.wait_deselected(popup)
 
@@ -183,7 +189,7 @@ class ProcessPage(ProcessPageCase):
         popup = self.open_page("All Processes")
         self.select(popup, "stubborn", child.pid)
         popup.click(popup.find("push button", "Terminate"))
-        popup.click(popup.find("push button", "Yes"))
+        self.answer(popup, "Yes")
         self.wait_deselected(popup)
         time.sleep(0.5)
         self.assertIsNone(child.poll())
@@ -191,7 +197,7 @@ class ProcessPage(ProcessPageCase):
         popup.click(popup.find("push button", "Kill"))
         popup.wait_for_label("Kill stubborn?")
         self.shot("process-kill")
-        popup.click(popup.find("push button", "Yes"))
+        self.answer(popup, "Yes")
         self.assertEqual(child.wait(5), -signal.SIGKILL)
         self.wait_deselected(popup)
 
@@ -202,7 +208,7 @@ class ProcessPage(ProcessPageCase):
         for button in "Terminate", "Kill":
             popup.click(popup.find("push button", button))
             popup.wait_for_label(f"{button} keep-me?")
-            popup.click(popup.find("push button", "No"))
+            self.answer(popup, "No")
             popup.wait_for_label(f"keep-me ({child.pid})")
             popup.find("push button", button)
         time.sleep(0.5)
@@ -215,7 +221,7 @@ class ProcessPage(ProcessPageCase):
         popup.click(popup.find("push button", "Kill"))
         child.kill()
         child.wait()
-        popup.click(popup.find("push button", "Yes"))
+        self.answer(popup, "Yes")
         self.wait_deselected(popup)
         self.assertTrue(popup.shown())
 
@@ -238,7 +244,7 @@ class ProcessPage(ProcessPageCase):
                 self.shot(f"hostile-{name.hex()}")
                 popup.click(popup.find("push button", "Terminate"))
                 popup.wait_for_label(f"Terminate {shown}?")
-                popup.click(popup.find("push button", "Yes"))
+                self.answer(popup, "Yes")
                 self.assertEqual(child.wait(5), -signal.SIGTERM)
 
 
