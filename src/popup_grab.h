@@ -27,9 +27,6 @@ public:
     /// Gives both back.
     void release();
 
-    /// Whether take() got the pointer and release() did not follow.
-    bool held() const { return held_; }
-
 private:
     bool tryOnce();
     bool grab(GdkSeatCapabilities capabilities) const;

@@ -18,8 +18,7 @@ constexpr int kBorder = 6;
 constexpr int kCornerRadius = 10;  ///< as in the style sheet
 constexpr int kNatural = -1;
 constexpr int kPanelRoom = 64;          ///< pixels left to panels whose place nobody tells us
-constexpr int kInnerHeight = 450;       ///< of a page's own scrolled part, at least
-constexpr int kLeastInnerHeight = 120;  ///< the same on a low monitor
+constexpr int kLeastInnerHeight = 120;  ///< of a page's own scrolled part on a low monitor
 constexpr unsigned kCrossfadeMs = 100;
 constexpr const char* kCpuPage = "cpu";
 constexpr const char* kGpuPage = "gpu";
@@ -310,11 +309,11 @@ void PopupWindow::growToFit() {
 /// where the monitor is too low, so that what is below it stays in sight.
 int PopupWindow::neededHeight() {
     GtkWidget* const inner = innerScroller();
-    if (inner != nullptr) gtk_widget_set_size_request(inner, -1, kInnerHeight);
+    if (inner != nullptr) gtk_widget_set_size_request(inner, -1, kScrolledHeight);
     const int needed = measuredHeight();
     if (inner == nullptr || needed <= height_limit_) return needed;
     gtk_widget_set_size_request(inner, -1,
-                                std::max(kLeastInnerHeight, kInnerHeight - (needed - height_limit_)));
+                                std::max(kLeastInnerHeight, kScrolledHeight - (needed - height_limit_)));
     return measuredHeight();
 }
 

@@ -78,7 +78,7 @@ GtkWidget* ProcessView::newScrolledList() {
     list_box_ = newColumnBox(1);
     scroller_ = newScroller(list_box_);
     gtk_widget_set_vexpand(scroller_, TRUE);
-    gtk_widget_set_size_request(scroller_, -1, 450);
+    gtk_widget_set_size_request(scroller_, -1, kScrolledHeight);
     return scroller_;
 }
 

@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kSpacing = 4;            // pixels
 constexpr int kMargin = 8;             // pixels
-constexpr int kLeastHeight = 450;      // pixels, of the scrolled part
 constexpr int kComboWidth = 190;       // pixels
 constexpr int kDeviceLabelWidth = 48;  // pixels
 
@@ -40,7 +39,7 @@ int languageIndex(const std::vector<L10n::LanguageInfo>& languages, const std::s
 
 GtkWidget* newPage(GtkWidget* scroller, GtkWidget* footer) {
     GtkWidget* const page = newColumnBox(kSpacing);
-    gtk_widget_set_size_request(scroller, -1, kLeastHeight);
+    gtk_widget_set_size_request(scroller, -1, kScrolledHeight);
     gtk_widget_set_vexpand(scroller, TRUE);
     packFilling(page, scroller);
     pack(page, footer);

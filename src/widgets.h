@@ -73,6 +73,9 @@ void packSeparator(GtkWidget* box, unsigned padding = 0);
 /// would take the clicks meant for what lies below it.
 GtkWidget* newScroller(GtkWidget* child);
 
+/// The least height of a page's own scrolled part, pixels; a low monitor gets a lower one.
+constexpr int kScrolledHeight = 450;
+
 /// An icon from load_icon() with a label behind it.
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes);
 
