@@ -21,9 +21,7 @@ GtkWidget* packCentered(GtkWidget* box, const std::string& text, const TextStyle
 }
 
 void packText(GtkWidget* box, const std::string& text) {
-    GtkWidget* label = newLabel(text, TextStyle{.points = 8});
-    wrap(label);
-    pack(box, label);
+    pack(box, newParagraph(text, TextStyle{.points = 8}));
 }
 
 std::string snapLine() {

@@ -134,7 +134,7 @@ GtkWidget* ColorSheet::newContent(const std::string& title) {
 }
 
 void ColorSheet::addButton(GtkWidget* row, const char* text_key, void (*on_click)(ColorSheet*)) {
-    GtkWidget* const button = gtk_button_new_with_label(L10n::tr(text_key).c_str());
+    GtkWidget* const button = newTextButton(L10n::tr(text_key));
     g_signal_connect_swapped(button, "clicked", G_CALLBACK(on_click), this);
     pack(row, button);
 }

@@ -1,9 +1,12 @@
 #include "combo.h"
 
+#include "text_style.h"
+
 GtkWidget* newCombo() {
     GtkWidget* const combo = gtk_combo_box_text_new();
     GList* const cells = gtk_cell_layout_get_cells(GTK_CELL_LAYOUT(combo));
     g_object_set(cells->data, "ellipsize", PANGO_ELLIPSIZE_END, nullptr);
+    useLetterForms(cells->data);
     g_list_free(cells);
     g_signal_connect(combo, "scroll-event", G_CALLBACK(onComboScroll), nullptr);
     return combo;

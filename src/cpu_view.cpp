@@ -21,7 +21,7 @@ constexpr UsageColor kPrimaryHeader{0, 0.8, 0.8};
 constexpr UsageColor kSiblingHeader{0.4, 0.2, 0.8};
 
 constexpr int kHeaderWeight = 500;
-const TextStyle kReading{.points = 10, .weight = kHeaderWeight, .monospace = true};
+const TextStyle kReading{.points = 10, .weight = kHeaderWeight, .family = FontFamily::Monospace};
 
 const char* temperatureColor(double celsius) {
     if (celsius < 50) return "#4caf50";
@@ -63,7 +63,7 @@ CoreLayout coreLayoutFor(std::size_t cores) {
 }
 
 CoreRow addCoreRow(GtkWidget* box, const CoreUsage& core, int number, const CoreLayout& layout) {
-    const TextAttributes text(TextStyle{.points = layout.font_size, .monospace = true});
+    const TextAttributes text(TextStyle{.points = layout.font_size, .family = FontFamily::Monospace});
     const CoreRow made{newBar(core, layout), newColumn(percentText(core.usage), text, kPercentWidth, kAtEnd)};
     GtkWidget* row = newRow(layout.row_gap);
     gtk_widget_set_size_request(row, -1, layout.row_height);
@@ -78,7 +78,7 @@ CPUView::CPUView(SystemInfo& info)
     : info_(info),
       container_(newColumnBox(6)),
       model_label_(newLabel("", TextStyle{.weight = kHeaderWeight})),
-      cores_label_(newLabel("", TextStyle{.points = 9, .monospace = true}, kCentered)),
+      cores_label_(newLabel("", TextStyle{.points = 9, .family = FontFamily::Interface}, kCentered)),
       temp_label_(newLabel("", kReading)),
       avg_label_(newLabel("", kReading, kAtEnd)),
       bars_box_(newColumnBox(2)) {

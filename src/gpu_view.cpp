@@ -14,8 +14,9 @@ constexpr const char* kBarData = "ubar";
 constexpr const char* kNotAvailable = "na_label";
 constexpr std::size_t kShownProcesses = 5;  // of each device
 
-const TextStyle kRowText{.points = 9, .monospace = true};
-const TextStyle kProcessText{.points = 8, .monospace = true};
+const TextStyle kRowName{.points = 9, .family = FontFamily::Interface};
+const TextStyle kRowText{.points = 9, .family = FontFamily::Monospace};
+const TextStyle kProcessText{.points = 8, .family = FontFamily::Monospace};
 
 std::string joinedNames(const std::vector<GPUUsage>& gpus) {
     std::string names;
@@ -59,7 +60,7 @@ GtkWidget* newProcessRow(const GPUProcessUsage& process) {
 GtkWidget* createUtilRow(const std::string& text, int value, double r, double g, double b) {
     GtkWidget* row = newRow(6);
     gtk_widget_set_size_request(row, -1, 18);
-    pack(row, newColumn(text, kRowText, 70, kAtStart));
+    pack(row, newColumn(text, kRowName, 70, kAtStart));
     packFilling(row, newBar({value, r, g, b}));
     packAtEnd(row, newColumn(shortText("%d%%", value), kRowText, 35, kAtEnd));
     return row;

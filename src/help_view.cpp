@@ -58,7 +58,7 @@ GtkWidget* newCommandEntry(const std::string& command) {
     gtk_entry_set_width_chars(GTK_ENTRY(entry), kEntryChars);
     gtk_widget_set_hexpand(entry, TRUE);
     gtk_widget_set_tooltip_text(entry, command.c_str());
-    TextAttributes({.points = 9, .monospace = true}).applyTo(entry);
+    TextAttributes({.points = 9, .family = FontFamily::Monospace}).applyTo(entry);
     return entry;
 }
 
@@ -87,8 +87,7 @@ GtkWidget* HelpView::addSection(GtkWidget* box, const char* icon, const std::str
                                 const std::string& text) {
     GtkWidget* section = newColumnBox(kLineGap);
     pack(section, newSectionHeader(icon, title));
-    GtkWidget* label = newLabel(text, TextStyle{.points = 9});
-    wrap(label);
+    GtkWidget* label = newParagraph(text, TextStyle{.points = 9});
     gtk_widget_set_margin_start(label, kIconWidth + kIconGap);
     pack(section, label);
     pack(box, section);

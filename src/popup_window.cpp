@@ -44,6 +44,9 @@ constexpr std::array<Tab, 6> kTabs = {{
 /// On X11 a popup that no window manager touches. Wayland knows such windows only as menus of others: there
 /// it is an ordinary one, whose fixed size (see fixSize()) makes tiling compositors let it float.
 GtkWidget* newPopupWindow() {
+    // Pages keep their layout where the desktop's language is written from right to left; texts turn by
+    // themselves.
+    gtk_widget_set_default_direction(GTK_TEXT_DIR_LTR);
     if (isX11(gdk_display_get_default())) {
         GtkWidget* window = gtk_window_new(GTK_WINDOW_POPUP);
         gtk_window_set_type_hint(GTK_WINDOW(window), GDK_WINDOW_TYPE_HINT_POPUP_MENU);
@@ -68,6 +71,12 @@ void fixSize(GtkWidget* window, int width, int height) {
 
 ScreenArea toArea(const GdkRectangle& area) {
     return {area.x, area.y, area.width, area.height};
+}
+
+/// The arrow points out of the page, whichever way the word behind it is written.
+std::string backText() {
+    constexpr const char* left_to_right_mark = "\u200E";
+    return (L10n::isRTL() ? left_to_right_mark : "") + ("◀ " + L10n::tr("settings.back"));
 }
 
 int minimumHeight(GtkWidget* widget) {
@@ -129,7 +138,7 @@ void PopupWindow::buildUI() {
 
 GtkWidget* PopupWindow::buildHeader() {
     GtkWidget* header = newRow(4);
-    GtkWidget* back = gtk_button_new_with_label(("◀ " + L10n::tr("settings.back")).c_str());
+    GtkWidget* back = newTextButton(backText());
     gtk_button_set_relief(GTK_BUTTON(back), GTK_RELIEF_NONE);
     g_signal_connect_swapped(back, "clicked", G_CALLBACK(+[](PopupWindow* self) { self->hide(); }), this);
     pack(header, back);

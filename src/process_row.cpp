@@ -18,7 +18,7 @@ constexpr TextColor kRed{0xFFFF, 0x3333, 0x3333};
 constexpr double kMibPerGib = 1024;
 
 TextStyle rowStyle(std::optional<TextColor> color = std::nullopt) {
-    return {.points = 8, .monospace = true, .color = color};
+    return {.points = 8, .family = FontFamily::Monospace, .color = color};
 }
 
 std::string memoryText(double mib) {

@@ -20,7 +20,7 @@ constexpr const char* kNoButton = "no_btn";
 
 constexpr std::size_t kMaxSelectionBytes = 255;
 
-const TextStyle kHeaderStyle{.points = 8, .weight = PANGO_WEIGHT_MEDIUM, .monospace = true};
+const TextStyle kHeaderStyle{.points = 8, .weight = PANGO_WEIGHT_MEDIUM, .family = FontFamily::Interface};
 
 /// Figures stand at the end of their column.
 float alignmentOf(SortColumn column) {
@@ -85,7 +85,7 @@ GtkWidget* ProcessView::newScrolledList() {
 /// What is packed at the end stands there in reverse: yes, no, terminate, kill.
 GtkWidget* ProcessView::newActionBar() {
     action_bar_ = newRow(4);
-    action_label_ = newLabel("", TextStyle{.points = 9, .monospace = true});
+    action_label_ = newLabel("", TextStyle{.points = 9, .family = FontFamily::Interface});
     ellipsize(action_label_);
     gtk_widget_set_hexpand(action_label_, TRUE);
     packFilling(action_bar_, action_label_);
@@ -107,7 +107,7 @@ GtkWidget* ProcessView::newActionBar() {
 
 void ProcessView::addActionButton(const char* key, const char* data_key,
                                   void (*handler)(GtkButton*, ProcessView*)) {
-    GtkWidget* button = gtk_button_new_with_label(L10n::tr(key).c_str());
+    GtkWidget* button = newTextButton(L10n::tr(key));
     g_object_set_data(G_OBJECT(action_bar_), data_key, button);
     g_signal_connect(button, "clicked", G_CALLBACK(handler), this);
     packAtEnd(action_bar_, button);

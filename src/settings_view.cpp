@@ -179,7 +179,7 @@ void SettingsView::addDeviceRow(const char* label_key, GtkWidget* combo) {
 }
 
 void SettingsView::addFooter(GtkWidget* language_combo) {
-    GtkWidget* const button = gtk_button_new_with_label(L10n::tr("settings.apply").c_str());
+    GtkWidget* const button = newTextButton(L10n::tr("settings.apply"));
     auto* const data = new LangApplyData{&settings_, GTK_COMBO_BOX(language_combo)};
     g_object_set_data_full(G_OBJECT(button), "lad", data,
                            [](gpointer lad) { delete static_cast<LangApplyData*>(lad); });

@@ -1,29 +1,13 @@
 #include "widgets.h"
 
 #include "icon_helper.h"
+#include "l10n.h"
 
 namespace {
 
 constexpr int kWrappedChars = 20;  ///< of a wrapped label, at least: less than any page has room for
 
 }  // namespace
-
-TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_new()) {
-    const auto add = [this](PangoAttribute* attribute) { pango_attr_list_insert(list_.get(), attribute); };
-    add(pango_attr_size_new(style.points * PANGO_SCALE));
-    if (style.weight != PANGO_WEIGHT_NORMAL)
-        add(pango_attr_weight_new(static_cast<PangoWeight>(style.weight)));
-    if (style.monospace) add(pango_attr_family_new("monospace"));
-    if (style.color) add(pango_attr_foreground_new(style.color->red, style.color->green, style.color->blue));
-}
-
-void TextAttributes::applyTo(GtkWidget* label_or_entry) const {
-    if (GTK_IS_ENTRY(label_or_entry)) {
-        gtk_entry_set_attributes(GTK_ENTRY(label_or_entry), list_.get());
-    } else {
-        gtk_label_set_attributes(GTK_LABEL(label_or_entry), list_.get());
-    }
-}
 
 GtkWidget* newLabel(const std::string& text, const TextAttributes& attributes, float x_align) {
     GtkWidget* label = gtk_label_new(text.c_str());
@@ -60,6 +44,18 @@ void wrap(GtkWidget* label) {
     gtk_label_set_max_width_chars(GTK_LABEL(label), kWrappedChars);
     gtk_label_set_width_chars(GTK_LABEL(label), kWrappedChars);
     gtk_widget_set_hexpand(label, TRUE);
+}
+
+GtkWidget* newParagraph(const std::string& text, const TextAttributes& attributes) {
+    GtkWidget* label = newLabel(text, attributes, L10n::isRTL() ? kAtEnd : kAtStart);
+    wrap(label);
+    return label;
+}
+
+GtkWidget* newTextButton(const std::string& text) {
+    GtkWidget* button = gtk_button_new_with_label(text.c_str());
+    useLetterForms(gtk_bin_get_child(GTK_BIN(button)));
+    return button;
 }
 
 GtkWidget* newRow(int spacing) {

@@ -2,37 +2,12 @@
 
 #include <gtk/gtk.h>
 
-#include <memory>
-#include <optional>
 #include <string>
 
-#include "cairo_handles.h"
+#include "text_style.h"
 
-/// What the popup's pages are put together from: labels with their text style, boxes, separators, headers.
+/// What the popup's pages are put together from: labels, boxes, separators, headers.
 /// Every maker returns a new widget for the caller to pack.
-
-/// A text colour in Pango's 16-bit components.
-struct TextColor {
-    guint16 red = 0, green = 0, blue = 0;
-};
-
-struct TextStyle {
-    int points = 10;
-    int weight = PANGO_WEIGHT_NORMAL;  ///< Pango's numbers, 100..1000
-    bool monospace = false;
-    std::optional<TextColor> color{};  ///< none: the theme's
-};
-
-/// A text style made ready for labels and entries; rows that look alike share one.
-class TextAttributes {
-public:
-    TextAttributes(const TextStyle& style);  // NOLINT(google-explicit-constructor): a style is good anywhere
-
-    void applyTo(GtkWidget* label_or_entry) const;
-
-private:
-    std::unique_ptr<PangoAttrList, FreeWith<pango_attr_list_unref>> list_;
-};
 
 /// Where a label's text stands when it has more room than it needs.
 constexpr float kAtStart = 0.0F;
@@ -56,6 +31,13 @@ void ellipsizeToRoom(GtkWidget* label);
 
 /// Lets a label break its text into lines of the page's width.
 void wrap(GtkWidget* label);
+
+/// A wrapped label for sentences in the program's language: its lines begin at the edge where that is read
+/// from.
+GtkWidget* newParagraph(const std::string& text, const TextAttributes& attributes);
+
+/// A button with a text in the program's language.
+GtkWidget* newTextButton(const std::string& text);
 
 GtkWidget* newRow(int spacing);        ///< a horizontal box
 GtkWidget* newColumnBox(int spacing);  ///< a vertical box

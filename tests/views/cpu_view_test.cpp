@@ -74,9 +74,11 @@ TEST_F(CPUViewTest, ShowsNothingBeforeItsFirstUpdate) {
 
 TEST_F(CPUViewTest, LooksItsPart) {
     EXPECT_EQ(textStyleOf(model()), (TextStyle{.points = 10, .weight = 500}));
-    EXPECT_EQ(textStyleOf(coreCount()), (TextStyle{.points = 9, .monospace = true}));
-    EXPECT_EQ(textStyleOf(temperature()), (TextStyle{.points = 10, .weight = 500, .monospace = true}));
-    EXPECT_EQ(textStyleOf(average()), (TextStyle{.points = 10, .weight = 500, .monospace = true}));
+    EXPECT_EQ(textStyleOf(coreCount()), (TextStyle{.points = 9, .family = FontFamily::Monospace}));
+    EXPECT_EQ(textStyleOf(temperature()),
+              (TextStyle{.points = 10, .weight = 500, .family = FontFamily::Monospace}));
+    EXPECT_EQ(textStyleOf(average()),
+              (TextStyle{.points = 10, .weight = 500, .family = FontFamily::Monospace}));
     EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(model())), 0);
     EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(temperature())), 0);
     EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(average())), 1);
@@ -189,7 +191,7 @@ TEST_F(CPUViewTest, MoreCoresMakeSmallerRows) {
         EXPECT_EQ(height, c.row) << c.cores;
         EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(row)), c.gap) << c.cores;
         for (GtkWidget* label : labels) {
-            EXPECT_EQ(textStyleOf(label), (TextStyle{.points = c.font, .monospace = true}));
+            EXPECT_EQ(textStyleOf(label), (TextStyle{.points = c.font, .family = FontFamily::Monospace}));
             EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(label)), 1);
         }
         gtk_widget_get_size_request(labels.at(0), &width, nullptr);

@@ -120,7 +120,7 @@ TEST_F(GPUViewTest, TheFirstFiveProcessesAreListed) {
     EXPECT_EQ(textStyleOf(labelWithText(view.container(), "GPU Processes")),
               (TextStyle{.points = 9, .weight = 500}));
     GtkWidget* name = labelWithText(view.container(), "p3");
-    EXPECT_EQ(textStyleOf(name), (TextStyle{.points = 8, .monospace = true}));
+    EXPECT_EQ(textStyleOf(name), (TextStyle{.points = 8, .family = FontFamily::Monospace}));
     EXPECT_EQ(textStyleOf(labelWithText(view.container(), "333M")), textStyleOf(name));
     EXPECT_EQ(gtk_label_get_ellipsize(GTK_LABEL(name)), PANGO_ELLIPSIZE_END);
     GtkWidget* row = gtk_widget_get_parent(name);
@@ -140,7 +140,7 @@ TEST_F(GPUViewTest, AUtilizationRowIsNameBarAndPercentage) {
     EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(labels[0])), 0);
     EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(labels[1])), 1);
     for (GtkWidget* label : labels)
-        EXPECT_EQ(textStyleOf(label), (TextStyle{.points = 9, .monospace = true}));
+        EXPECT_EQ(textStyleOf(label), (TextStyle{.points = 9, .family = FontFamily::Monospace}));
     const auto requested = [](GtkWidget* widget) {
         int width = 0;
         int height = 0;

@@ -21,7 +21,7 @@ inline TextStyle textStyleOf(GtkWidget* label) {
         } else if (const auto* size = pango_attribute_as_size(attribute)) {
             style.points = size->size / PANGO_SCALE;
         } else if (const auto* family = pango_attribute_as_string(attribute)) {
-            style.monospace = std::string("monospace") == family->value;
+            if (std::string("monospace") == family->value) style.family = FontFamily::Monospace;
         } else if (const auto* color = pango_attribute_as_color(attribute)) {
             style.color = TextColor{color->color.red, color->color.green, color->color.blue};
         }
@@ -36,13 +36,13 @@ inline bool operator==(const TextColor& a, const TextColor& b) {
 }
 
 inline bool operator==(const TextStyle& a, const TextStyle& b) {
-    return std::tie(a.points, a.weight, a.monospace, a.color) ==
-           std::tie(b.points, b.weight, b.monospace, b.color);
+    return std::tie(a.points, a.weight, a.family, a.color) == std::tie(b.points, b.weight, b.family, b.color);
 }
 
 /// For the messages of failed expectations.
 inline std::ostream& operator<<(std::ostream& out, const TextStyle& style) {
-    out << style.points << " pt, weight " << style.weight << (style.monospace ? ", monospace" : "");
+    out << style.points << " pt, weight " << style.weight
+        << (style.family == FontFamily::Monospace ? ", monospace" : "");
     if (style.color) out << ", " << style.color->red << '/' << style.color->green << '/' << style.color->blue;
     return out;
 }
