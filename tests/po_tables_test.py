@@ -140,6 +140,12 @@ class PoTablesTest(unittest.TestCase):
             with self.subTest(text=text):
                 self.refuse(header("de") + QUIT + CORES + entry("up", " (up)", text), "up: begins or ends with")
 
+    def test_line_breaks_within(self):
+        english = header("en") + entry("a", r"one\ntwo", r"one\ntwo")
+        for text in ("eins zwei", r"eins\nzwei\ndrei"):
+            with self.subTest(text=text):
+                self.refuse(header("de") + entry("a", r"one\ntwo", text), "a: has other line breaks", english=english)
+
     def test_control_characters(self):
         for text in (r"E\tnde", r"E\rnde", "E\x1bnde", "E\x7fnde", "E\u0085nde"):
             with self.subTest(text=text):

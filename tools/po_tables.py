@@ -112,6 +112,8 @@ def text_problems(text, english):
         yield "holds a control character"
     if ends(text) != ends(english.english):
         yield "begins or ends with other blanks than the English text"
+    if text.count("\n") != english.english.count("\n"):
+        yield "has other line breaks than the English text"
     if "c-format" in english.flags:
         wanted, found = PLACEHOLDER.findall(english.english), PLACEHOLDER.findall(text)
         if found != wanted:
