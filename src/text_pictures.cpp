@@ -69,6 +69,9 @@ void TextPictures::setFont() {
     const CairoSurface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1));
     const CairoContext context(cairo_create(surface.get()));
     layout_.reset(pango_cairo_create_layout(context.get()));
+    // The fonts of many languages bring digits of their own, which stand out beside the letters of another
+    // font.
+    pango_context_set_language(pango_layout_get_context(layout_.get()), pango_language_from_string("en"));
     const std::string name = "monospace " + std::to_string(metrics_.font_size);
     PangoFontDescription* font = pango_font_description_from_string(name.c_str());
     pango_layout_set_font_description(layout_.get(), font);

@@ -23,6 +23,12 @@ PangoLanguage* letterForms() {
     return found != kLetterForms.end() ? pango_language_from_string(found->tag) : nullptr;
 }
 
+/// The fonts of many languages bring digits of their own, which stand out beside the letters of another font:
+/// figures are drawn the same in every language.
+PangoLanguage* languageFor(FontFamily family) {
+    return family == FontFamily::Monospace ? pango_language_from_string("en") : letterForms();
+}
+
 }  // namespace
 
 void useLetterForms(gpointer label_or_cell) {
@@ -40,7 +46,7 @@ TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_n
         add(pango_attr_weight_new(static_cast<PangoWeight>(style.weight)));
     if (style.family == FontFamily::Monospace) add(pango_attr_family_new("monospace"));
     if (style.family == FontFamily::Interface) add(pango_attr_family_new(L10n::uiFontFamily()));
-    if (PangoLanguage* const language = letterForms()) add(pango_attr_language_new(language));
+    if (PangoLanguage* const language = languageFor(style.family)) add(pango_attr_language_new(language));
     if (style.color) add(pango_attr_foreground_new(style.color->red, style.color->green, style.color->blue));
 }
 

@@ -5,7 +5,7 @@ import sys
 import unittest
 from pathlib import Path
 
-from desktop_test_case import DesktopTestCase
+from desktop_test_case import DesktopTestCase, Picture
 
 SOURCE = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(SOURCE / "tools"))
@@ -73,6 +73,30 @@ class EnvironmentLanguage(LanguageTestCase):
         ):
             with self.subTest(**variables):
                 self.expect_menu(code, variables)
+
+
+class FiguresInOtherLocales(DesktopTestCase):
+    """Fonts of many languages have digits of their own, in another size and height than the letters beside them."""
+
+    def first_strip(self, machine, locale):
+        environment = {"LOCPATH": str(self.desktop.root), "LC_ALL": locale}
+        program = self.start(environment, "[general]\nlanguage=en\n", machine)
+        item = program.item()
+        program.next_image()
+        program.next_image()
+        picture = Picture.load(item.image())
+        program.end()
+        return picture
+
+    def test_the_strip_is_the_same(self):
+        machine = SOURCE / "tests/fixtures/desktop-4core"
+        for locale in ("ko_KR.UTF-8", "th_TH.UTF-8", "ur_PK.UTF-8", "ja_JP.UTF-8"):
+            subprocess.run(["localedef", "-i", locale.partition(".")[0], "-f", "UTF-8", self.desktop.root / locale],
+                           check=True)
+        wanted = self.first_strip(machine, "C.UTF-8")
+        for locale in ("ko_KR.UTF-8", "th_TH.UTF-8", "ur_PK.UTF-8", "ja_JP.UTF-8"):
+            with self.subTest(locale):
+                self.assertTrue(self.first_strip(machine, locale).matches(wanted))
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -175,20 +176,26 @@ protected:
         return std::min(place.x, place.x + place.width);
     }
 
-    /// The fonts that draw the characters of a script in the shown labels.
-    static std::set<std::string> fontsOf(GUnicodeScript script) {
+    /// The fonts that draw a label's text, or what of it is in one script.
+    static std::set<std::string> fontsOf(GtkWidget* label,
+                                         std::optional<GUnicodeScript> script = std::nullopt) {
         std::set<std::string> fonts;
-        for (GtkWidget* label : widgetsOfType(shownPopup(), GTK_TYPE_LABEL)) {
-            PangoLayoutIter* const run = pango_layout_get_iter(gtk_label_get_layout(GTK_LABEL(label)));
-            do {
-                const PangoLayoutRun* const item = pango_layout_iter_get_run_readonly(run);
-                if (item == nullptr || item->item->analysis.script != script) continue;
-                PangoFontDescription* const font = pango_font_describe(item->item->analysis.font);
-                fonts.insert(pango_font_description_get_family(font));
-                pango_font_description_free(font);
-            } while (pango_layout_iter_next_run(run) != FALSE);
-            pango_layout_iter_free(run);
-        }
+        PangoLayoutIter* const run = pango_layout_get_iter(gtk_label_get_layout(GTK_LABEL(label)));
+        do {
+            const PangoLayoutRun* const item = pango_layout_iter_get_run_readonly(run);
+            if (item == nullptr || (script && item->item->analysis.script != *script)) continue;
+            PangoFontDescription* const font = pango_font_describe(item->item->analysis.font);
+            fonts.insert(pango_font_description_get_family(font));
+            pango_font_description_free(font);
+        } while (pango_layout_iter_next_run(run) != FALSE);
+        pango_layout_iter_free(run);
+        return fonts;
+    }
+
+    static std::set<std::string> fontsOfPage(GUnicodeScript script) {
+        std::set<std::string> fonts;
+        for (GtkWidget* label : widgetsOfType(shownPopup(), GTK_TYPE_LABEL))
+            fonts.merge(fontsOf(label, script));
         return fonts;
     }
 
@@ -339,6 +346,14 @@ TEST_F(PagesInLanguage, NamesInQuestionsReadAsTheyAreWritten) {
     }
 }
 
+TEST_F(PagesInLanguage, FiguresLookTheSameWithLettersAndWithout) {
+    open(2);
+    showProcesses();
+    const auto fonts = [](const char* text) { return fontsOf(labelWithText(shownStackPage(), text)); };
+    EXPECT_EQ(fonts("335.8"), fonts("2.8G"));
+    EXPECT_EQ(fonts("1"), fonts("Xorg"));
+}
+
 TEST_F(PagesInLanguage, PagesKeepTheirLayout) {
     open(0);
     for (GtkWidget* widget : allWidgets(shownPopup()))
@@ -354,7 +369,7 @@ TEST_F(PagesInLanguage, CharactersHaveTheFormsOfTheLanguage) {
     for (const int tab : {0, 2, 4}) {
         open(tab);
         const std::set<std::string> found =
-            fontsOf(g_code == "ko" ? G_UNICODE_SCRIPT_HANGUL : G_UNICODE_SCRIPT_HAN);
+            fontsOfPage(g_code == "ko" ? G_UNICODE_SCRIPT_HANGUL : G_UNICODE_SCRIPT_HAN);
         EXPECT_EQ(found, font == fonts.end() ? std::set<std::string>{} : std::set<std::string>{font->second});
     }
 }
