@@ -24,7 +24,7 @@ public:
 
         cairo_surface_t* measuring = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
         cairo_t* cr = cairo_create(measuring);
-        PangoLayout* layout = pango_cairo_create_layout(cr);
+        PangoLayout* layout = newLayout(cr);
         pango_layout_set_font_description(layout, font);
         const auto widthOf = [&](const std::string& text) {
             int width = 0;
@@ -73,7 +73,7 @@ public:
         cairo_set_source_rgba(cr, 0, 0, 0, 0);
         cairo_paint(cr);
         cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
-        layout = pango_cairo_create_layout(cr);
+        layout = newLayout(cr);
         pango_layout_set_font_description(layout, font);
         const double y = (h - fs * 1.4) * 0.5 - 1.0;
         const auto show = [&](const std::string& text, const std::string& hex, double x) {
@@ -104,6 +104,12 @@ public:
     }
 
 private:
+    static PangoLayout* newLayout(cairo_t* cr) {
+        PangoLayout* layout = pango_cairo_create_layout(cr);
+        pango_context_set_language(pango_layout_get_context(layout), pango_language_from_string("en"));
+        return layout;
+    }
+
     static void setText(PangoLayout* layout, const std::string& text) {
         char* valid = g_utf8_make_valid(text.data(), static_cast<gssize>(text.size()));
         pango_layout_set_text(layout, valid, -1);
