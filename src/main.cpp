@@ -5,10 +5,12 @@
 #include <memory>
 
 #include "app.h"
+#include "crash_handler.h"
 #include "instance_lock.h"
 #include "l10n.h"
 
 int main(int argc, char** argv) {
+    CrashHandler::install();
     gtk_init(&argc, &argv);
     L10n::init();
 

@@ -1,0 +1,20 @@
+#pragma once
+
+/// What is left to do when the program dies: a report of the crash, which its user may describe and send.
+namespace CrashHandler {
+
+/// Has crashHandler() called for the first fatal signal: SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL or SIGTRAP.
+/// To be called once, before everything else. The report will be "Korvalune_crash.txt" in $XDG_RUNTIME_DIR,
+/// or in /tmp where there is none.
+void install();
+
+}  // namespace CrashHandler
+
+/// The signal handler. Writes the report (mode 0600, replacing an older one), leaves the dialog to a child
+/// and ends the process by `sig` without waiting for it. Where no report can be written there is no dialog.
+/// Calls nothing that takes a lock: the crash may have come from within malloc().
+void crashHandler(int sig);
+
+/// Writes a whole text to a descriptor, "(null)" for a null one; gives up when a write fails or writes
+/// nothing. Safe in signal handlers.
+void wr(int fd, const char* text);

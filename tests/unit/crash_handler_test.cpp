@@ -1,0 +1,386 @@
+#include "crash_handler.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fake_programs.h"
+#include "maker.h"
+#include "scoped_environment.h"
+#include "temporary_directory.h"
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+constexpr int kPatienceMs = 30'000;
+const std::string kTime = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} UTC";
+
+/// The text with each "%xx" as the byte it stands for.
+std::string decoded(const std::string& text) {
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%') {
+            plain.push_back(static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16)));
+            i += 2;
+        } else {
+            plain.push_back(text[i]);
+        }
+    }
+    return plain;
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+class CrashHandlerTest : public testing::Test {
+protected:
+    CrashHandlerTest() { programs_.script("python3", "exec /usr/bin/python3 \"$@\""); }
+
+    /// A program that writes down its arguments, one a line, before it does the rest.
+    void addProgram(const std::string& name, const std::string& rest) {
+        programs_.script(name, "printf '%s\\n' \"$@\" >" + name + ".arguments\n" + rest);
+    }
+    std::vector<std::string> argumentsOf(const std::string& name) const {
+        return linesOf(contentOf(programs_.path() + "/" + name + ".arguments"));
+    }
+    /// What the user's answer in the dialog would be.
+    void addDialog(const std::string& description, int status = 0) {
+        writeFile(programs_.path() + "/description", description);
+        addProgram("zenity", "cat description; exit " + std::to_string(status));
+        addProgram("xdg-open", "");
+    }
+
+    /// Has a process of its own crash in some way, and waits for it and for the dialog it may have left
+    /// behind. The status is waitpid()'s.
+    int statusOfCrash(const std::function<void()>& crash) const {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe(ends.data()), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit no_core{0, 0};
+            setrlimit(RLIMIT_CORE, &no_core);
+            dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+            close(ends[0]);
+            CrashHandler::install();
+            crash();
+            _exit(0);
+        }
+        close(ends[1]);
+        int status = 0;
+        waitpid(child, &status, 0);
+        // Whoever is left of the child holds the other end.
+        pollfd last{ends[0], 0, 0};
+        EXPECT_EQ(poll(&last, 1, kPatienceMs), 1) << "the dialog does not end";
+        close(ends[0]);
+        return status;
+    }
+    /// The signal that such a process ended by; 0 when it ended otherwise.
+    int signalOfCrash(const std::function<void()>& crash) const {
+        const int status = statusOfCrash(crash);
+        return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    }
+
+    std::filesystem::path reportPath() const { return runtime_ / "Korvalune_crash.txt"; }
+    std::string report() const { return contentOf(reportPath()); }
+
+    TemporaryDirectory runtime_;
+    FakePrograms programs_;
+    ScopedEnvironment environment_{{{"XDG_RUNTIME_DIR", runtime_.path().string()},
+                                    {"XDG_CURRENT_DESKTOP", "XFCE"},
+                                    {"XDG_SESSION_TYPE", "x11"},
+                                    {"SNAP_VERSION", std::nullopt},
+                                    {"LANG", "en_US.UTF-8"},
+                                    {"LC_ALL", std::nullopt},
+                                    {"LANGUAGE", std::nullopt}}};
+};
+
+/// More of the stack with each call, until there is no more.
+int exhaustStack(int depth) {  // NOLINT(misc-no-recursion)
+    std::array<volatile char, 4096> room{};
+    room[static_cast<std::size_t>(depth) % room.size()] = static_cast<char>(depth);
+    return depth < 0 ? 0 : exhaustStack(depth + 1) + room[0];
+}
+
+}  // namespace
+
+// The report
+
+TEST_F(CrashHandlerTest, ReportsEachSignalAndDiesByIt) {
+    const std::pair<int, const char*> cases[] = {
+        {SIGILL, "SIGILL (Illegal instruction) (4)"},
+        {SIGTRAP, "SIGTRAP (fatal GLib error) (5)"},
+        {SIGABRT, "SIGABRT (Abort) (6)"},
+        {SIGBUS, "SIGBUS (Bus error) (7)"},
+        {SIGFPE, "SIGFPE (Floating point exception) (8)"},
+        {SIGSEGV, "SIGSEGV (Segmentation fault) (11)"},
+    };
+    for (const auto& [number, text] : cases) {
+        EXPECT_EQ(signalOfCrash([number = number] { raise(number); }), number) << text;
+        EXPECT_THAT(report(), HasSubstr("\nSignal: " + std::string(text) + "\n"));
+    }
+}
+
+TEST_F(CrashHandlerTest, TheReportHasItsLinesInOrder) {
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    const std::string version = maker::kVersion + 1;
+    EXPECT_THAT(report(),
+                MatchesRegex("=== Korvalune Crash Report ===\nVersion: " + version +
+                             "\nSignal: SIGSEGV \\(Segmentation fault\\) \\(11\\)\nTime: " + kTime +
+                             "\nSystem: Linux [^ \n]+ [^ \n]+\nDesktop: XFCE \\(x11\\)\nSnap: no\n"
+                             "\nBacktrace:\n([^\n]+\\[0x[0-9a-f]+\\]\n){3,32}\n=== End Report ===\n"));
+}
+
+TEST_F(CrashHandlerTest, TheTimeIsThatOfTheCrash) {
+    const std::time_t before = std::time(nullptr);
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    const std::time_t after = std::time(nullptr);
+    const std::string text = report();
+    std::tm utc{};
+    ASSERT_NE(strptime(text.c_str() + text.find("\nTime: "), "\nTime: %Y-%m-%d %H:%M:%S UTC\n", &utc),
+              nullptr);
+    EXPECT_LE(before, timegm(&utc));
+    EXPECT_GE(after, timegm(&utc));
+}
+
+TEST_F(CrashHandlerTest, TheBacktraceNamesPlacesInTheProgramsFile) {
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(), ContainsRegex("unit_tests\\([^)\n]*\\+0x[0-9a-f]+\\)"));
+}
+
+TEST_F(CrashHandlerTest, ThePackageAndAnUnknownDesktopAreNamed) {
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{{"SNAP_VERSION", "1.11-2"},
+                                                                     {"XDG_CURRENT_DESKTOP", std::nullopt},
+                                                                     {"XDG_SESSION_TYPE", std::nullopt}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(), HasSubstr("\nDesktop: unknown (unknown)\nSnap: yes (v1.11-2)\n"));
+}
+
+TEST_F(CrashHandlerTest, AnySignalCanBeHandedIn) {
+    EXPECT_EQ(signalOfCrash([] { crashHandler(SIGUSR1); }), SIGUSR1);
+    EXPECT_THAT(report(), HasSubstr("\nSignal: Unknown signal (10)\n"));
+    statusOfCrash([] { crashHandler(-3); });
+    EXPECT_THAT(report(), HasSubstr("\nSignal: Unknown signal (-3)\n"));
+}
+
+TEST_F(CrashHandlerTest, ANewReportTakesTheOldOnesPlace) {
+    writeFile(reportPath(), std::string(100'000, 'x'));
+    ASSERT_EQ(chmod(reportPath().c_str(), 0644), 0);
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(), StartsWith("=== Korvalune"));
+    EXPECT_LT(report().size(), 20'000U);
+    struct stat status {};
+    ASSERT_EQ(stat(reportPath().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST_F(CrashHandlerTest, AFullStackIsReported) {
+    EXPECT_EQ(signalOfCrash([] {
+                  const rlimit little{1 << 20, 1 << 20};
+                  setrlimit(RLIMIT_STACK, &little);
+                  exhaustStack(0);
+              }),
+              SIGSEGV);
+    EXPECT_THAT(report(), HasSubstr("=== End Report ==="));
+}
+
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(CrashHandlerTest, ABrokenHeapIsReported) {
+    EXPECT_EQ(signalOfCrash([] {
+                  alarm(kPatienceMs / 1000);
+                  // With another thread the heap is locked while it finds itself broken.
+                  std::thread([] { pause(); }).detach();
+                  auto* const last = static_cast<volatile char*>(std::malloc(100'000));
+                  const std::size_t end = malloc_usable_size(const_cast<char*>(last));
+                  for (std::size_t i = 0; i < 16; ++i)
+                      last[end + i] = '\x7f';
+                  for (int i = 0; i < 100; ++i)
+                      static_cast<volatile char*>(std::malloc(100'000))[0] = 1;
+              }),
+              SIGABRT);
+    EXPECT_THAT(report(), HasSubstr("=== End Report ==="));
+}
+#endif
+
+TEST_F(CrashHandlerTest, OnlyTheFirstSignalIsReported) {
+    EXPECT_EQ(signalOfCrash([] {
+                  raise(SIGSEGV);
+                  writeFile(std::getenv("XDG_RUNTIME_DIR") + std::string("/survived"), "");
+              }),
+              SIGSEGV);
+    EXPECT_FALSE(std::filesystem::exists(runtime_ / "survived"));
+}
+
+// Places that are not fit for a report
+
+TEST_F(CrashHandlerTest, WithoutAReportThereIsNoDialog) {
+    addDialog("");
+    const ScopedEnvironment environment(
+        ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", (runtime_ / "missing").string()}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(programs_.runs(), IsEmpty());
+}
+
+TEST_F(CrashHandlerTest, WhatOthersPutThereIsNotWrittenTo) {
+    addDialog("");
+    const auto precious = runtime_ / "precious";
+    const std::function<void()> plants[] = {
+        [&] { std::filesystem::create_symlink(precious, reportPath()); },
+        [&] { std::filesystem::create_hard_link(precious, reportPath()); },
+        [&] { ASSERT_EQ(mkfifo(reportPath().c_str(), 0600), 0); },
+        [&] { std::filesystem::create_directory(reportPath()); },
+    };
+    for (const auto& plant : plants) {
+        writeFile(precious, "precious");
+        plant();
+        EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+        EXPECT_EQ(contentOf(precious), "precious");
+        std::filesystem::remove(reportPath());
+    }
+    EXPECT_THAT(programs_.runs(), IsEmpty());
+}
+
+TEST_F(CrashHandlerTest, ADirectoryNameTooLongForItsPlaceIsNoHarm) {
+    const ScopedEnvironment environment(
+        ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", "/" + std::string(5000, 'x')}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+}
+
+// The dialog
+
+TEST_F(CrashHandlerTest, TheDialogAsksInEnglish) {
+    addDialog("");
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(argumentsOf("zenity"),
+                ElementsAre("--text-info", "--editable",
+                            "--title=Korvalune - Can you describe when the error occurred?", "--width=500",
+                            "--height=250", "--ok-label=Send crash report", "--cancel-label=Don't send"));
+}
+
+TEST_F(CrashHandlerTest, TheDialogAsksInGermanWhereAnyVariableSaysSo) {
+    const ScopedEnvironment::Variables cases[] = {
+        {{"LANG", "de_DE.UTF-8"}},
+        {{"LC_ALL", "de_AT"}},
+        {{"LANGUAGE", "de:en"}},
+    };
+    for (const auto& variables : cases) {
+        addDialog("");
+        const ScopedEnvironment environment(variables);
+        EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+        EXPECT_THAT(
+            argumentsOf("zenity"),
+            ElementsAre("--text-info", "--editable",
+                        "--title=Korvalune - Können Sie beschreiben, wann der Fehler aufgetreten ist?",
+                        "--width=500", "--height=250", "--ok-label=Absturzbericht senden",
+                        "--cancel-label=Nicht senden"));
+    }
+    addDialog("");
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{{"LANG", "d"}, {"LANGUAGE", "en:de"}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(argumentsOf("zenity"), testing::Contains("--cancel-label=Don't send"));
+}
+
+TEST_F(CrashHandlerTest, WhatTheUserAgreesToSendIsTheWholeReport) {
+    const std::string description = "I clicked 'Kill' & typed \"$(touch hurt)\" `touch hurt` 100%\nÄrger?";
+    addDialog(description);
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(),
+                testing::EndsWith("\n=== End Report ===\n\nUser description:\n" + description + "\n"));
+    const auto arguments = argumentsOf("xdg-open");
+    ASSERT_EQ(arguments.size(), 1U);
+    const std::string start = "mailto:" + std::string(maker::kSupport) + "?subject=";
+    ASSERT_THAT(arguments[0], StartsWith(start));
+    const std::size_t body = arguments[0].find("&body=");
+    ASSERT_NE(body, std::string::npos);
+    EXPECT_THAT(decoded(arguments[0].substr(start.size(), body - start.size())),
+                MatchesRegex("Korvalune Crash: SIGSEGV \\(Segmentation fault\\) - " + kTime));
+    EXPECT_EQ(decoded(arguments[0].substr(body + 6)), report());
+    EXPECT_FALSE(programs_.exists("hurt"));
+}
+
+TEST_F(CrashHandlerTest, WithoutConsentNothingIsSent) {
+    addDialog("never mind", 1);
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(argumentsOf("zenity"), testing::SizeIs(7));
+    EXPECT_THAT(report(), testing::EndsWith("=== End Report ===\n"));
+    EXPECT_THAT(argumentsOf("xdg-open"), IsEmpty());
+}
+
+TEST_F(CrashHandlerTest, AMachineWithoutTheDialogKeepsTheReport) {
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(), testing::EndsWith("=== End Report ===\n"));
+}
+
+TEST_F(CrashHandlerTest, APathWithQuotesStaysAPath) {
+    addDialog("description");
+    const auto odd = runtime_ / "a'b; touch hurt; '$(touch hurt)";
+    std::filesystem::create_directory(odd);
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", odd.string()}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(contentOf(odd / "Korvalune_crash.txt"),
+                testing::EndsWith("User description:\ndescription\n"));
+    EXPECT_FALSE(programs_.exists("hurt"));
+}
+
+TEST_F(CrashHandlerTest, TheDialogGetsTheSession) {
+    addProgram("zenity", "printf '%s ' $DISPLAY $WAYLAND_DISPLAY $XAUTHORITY >session; exit 1");
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{
+        {"DISPLAY", ":7"}, {"WAYLAND_DISPLAY", "wayland-3"}, {"XAUTHORITY", "/x"}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_EQ(contentOf(programs_.path() + "/session"), ":7 wayland-3 /x ");
+}
+
+// Writing
+
+TEST(CrashHandlerWriting, WritesTheWholeText) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const std::string text(1'000'000, 'x');
+    std::string read_back;
+    std::thread reader([&] {
+        std::array<char, 4096> part{};
+        for (ssize_t got = 0; (got = read(ends[0], part.data(), part.size())) > 0;)
+            read_back.append(part.data(), static_cast<std::size_t>(got));
+    });
+    wr(ends[1], text.c_str());
+    wr(ends[1], "");
+    wr(ends[1], nullptr);
+    close(ends[1]);
+    reader.join();
+    close(ends[0]);
+    EXPECT_EQ(read_back, text + "(null)");
+}
+
+TEST(CrashHandlerWriting, GivesUpWhereNothingCanBeWritten) {
+    wr(-1, "text");
+    const int full = open("/dev/full", O_WRONLY);
+    wr(full, "text");
+    close(full);
+}
