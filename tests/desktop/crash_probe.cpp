@@ -1,28 +1,22 @@
 #include <gtk/gtk.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "crash_handler.h"
+#include "exhaust_stack.h"
 
 /// Crashes in a callback of the main loop, in the way named by the only argument, with the program's own
 /// handler.
 
 namespace {
 
-int exhaustStack(int depth) {  // NOLINT(misc-no-recursion)
-    std::array<volatile char, 4096> room{};
-    room[static_cast<std::size_t>(depth) % room.size()] = static_cast<char>(depth);
-    return depth < 0 ? 0 : exhaustStack(depth + 1) + room[0];
-}
-
 gboolean crash(gpointer way) {
     const auto* const name = static_cast<const char*>(way);
     if (std::strcmp(name, "abort") == 0) std::abort();
     if (std::strcmp(name, "glib") == 0) g_error("a fatal error of GLib");
-    if (std::strcmp(name, "stack") == 0) return exhaustStack(0) != 0;
+    if (std::strcmp(name, "stack") == 0) return exhaustStack() != 0;
     volatile int* volatile nowhere = nullptr;
     if (std::strcmp(name, "null") == 0) *nowhere = 1;
     return G_SOURCE_REMOVE;

@@ -22,12 +22,12 @@
 #include "shown_popup.h"
 #include "user_home.h"
 
-/// All pages in one language, as they are on the screen. A process draws letters in one language's forms
-/// only, so each language has a process of its own:
+/// All pages in one language, as they are on the screen:
 ///
 ///     pages_in_language CODE [DIRECTORY]
 ///
-/// looks for texts that do not fit, and writes a picture of each page into the directory.
+/// looks for texts that do not fit, and writes a picture of each page into the directory. As in the program,
+/// the language is chosen once, before the first page is made.
 
 namespace {
 

@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "exhaust_stack.h"
 #include "fake_programs.h"
 #include "maker.h"
 #include "scoped_environment.h"
@@ -122,13 +123,6 @@ protected:
                                     {"LANGUAGE", std::nullopt}}};
 };
 
-/// More of the stack with each call, until there is no more.
-int exhaustStack(int depth) {  // NOLINT(misc-no-recursion)
-    std::array<volatile char, 4096> room{};
-    room[static_cast<std::size_t>(depth) % room.size()] = static_cast<char>(depth);
-    return depth < 0 ? 0 : exhaustStack(depth + 1) + room[0];
-}
-
 }  // namespace
 
 // The report
@@ -205,7 +199,7 @@ TEST_F(CrashHandlerTest, AFullStackIsReported) {
     EXPECT_EQ(signalOfCrash([] {
                   const rlimit little{1 << 20, 1 << 20};
                   setrlimit(RLIMIT_STACK, &little);
-                  exhaustStack(0);
+                  exhaustStack();
               }),
               SIGSEGV);
     EXPECT_THAT(report(), HasSubstr("=== End Report ==="));
