@@ -156,6 +156,12 @@ void waitForPaint(GtkWidget* window) {
     g_signal_handler_disconnect(clock, handler);
 }
 
+void reportOpening(benchmark::State& state, std::vector<double>& all) {
+    const auto median = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);
+    std::ranges::nth_element(all, median);
+    reportRatio(state, *median / kOpeningSeconds, 1.0);
+}
+
 /// From a click on a menu entry to the painted page, without the samples that the page asks for.
 void openPage(benchmark::State& state) {
     const bool processes = state.range(0) == 2;
@@ -178,11 +184,28 @@ void openPage(benchmark::State& state) {
         all.push_back(cpuSeconds() - begin - (begin - before));
         state.SetIterationTime(std::max(0.0, all.back()));
     }
-    const auto median = all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2);
-    std::ranges::nth_element(all, median);
-    reportRatio(state, *median / kOpeningSeconds, 1.0);
+    reportOpening(state, all);
 }
 BENCHMARK(openPage)->Arg(0)->Arg(1)->Arg(2)->Arg(4)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+/// The first click of a session, which builds the window and all its pages before.
+void openFirstPage(benchmark::State& state) {
+    SystemInfo info(FIXTURES_DIR "/server-128core");
+    Settings settings;
+    std::vector<double> all;
+    for ([[maybe_unused]] auto _ : state) {
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+        const double begin = cpuSeconds();
+        PopupWindow popup(info, settings);
+        popup.showTab(0, 640, 10);
+        waitForPaint(mappedToplevel());
+        all.push_back(cpuSeconds() - begin);
+        state.SetIterationTime(all.back());
+    }
+    reportOpening(state, all);
+}
+BENCHMARK(openFirstPage)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

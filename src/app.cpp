@@ -48,15 +48,16 @@ App::App(const std::string& root) : settings_(std::make_unique<Settings>()) {
     if (!settings_->selected_net_.empty()) {
         system_info_->network_service_.setInterface(settings_->selected_net_);
     }
-    popup_ = std::make_unique<PopupWindow>(*system_info_, *settings_);
     image_dir_ = imageDirectory();
     icon_path_ = imagePath("Korvalune_icon");
     setupIndicator();
     system_info_->on_fast_update = [this] {
         renderLabelIcon();
-        popup_->updateViews();
+        if (popup_) popup_->updateViews();
     };
-    system_info_->on_slow_update = [this] { popup_->updateViews(); };
+    system_info_->on_slow_update = [this] {
+        if (popup_) popup_->updateViews();
+    };
     settings_->on_change = [this] { renderLabelIcon(); };
     settings_->on_theme_change = [this] { queueApplyTheme(); };
     applyTheme();
@@ -101,7 +102,7 @@ void App::buildMenu() {
     g_signal_connect(appendMenuItem(L10n::tr("tab.settings")), "activate", G_CALLBACK(onShowSettings), this);
     appendSeparator();
     g_signal_connect(appendMenuItem(L10n::tr("quit")), "activate", G_CALLBACK(onQuit), this);
-    g_signal_connect_swapped(menu_, "show", G_CALLBACK(+[](App* app) { app->popup_->hide(); }), this);
+    g_signal_connect(menu_, "show", G_CALLBACK(onMenuShown), this);
     gtk_widget_show_all(menu_);
     app_indicator_set_menu(indicator_, GTK_MENU(menu_));
 }
@@ -162,13 +163,23 @@ void App::onPortalSettingChanged(GDBusConnection* /*connection*/, const char* /*
     if (isDesktopLookChange(parameters) && app->settings_->theme_ == "auto") app->applyTheme();
 }
 
+PopupWindow& App::popup() {
+    if (!popup_) popup_ = std::make_unique<PopupWindow>(*system_info_, *settings_);
+    return *popup_;
+}
+
+void App::onMenuShown(GtkWidget* /*menu*/, gpointer self) {
+    const auto* const app = static_cast<App*>(self);
+    if (app->popup_) app->popup_->hide();
+}
+
 void App::onShowTab(GtkMenuItem* /*item*/, gpointer record) {
     const auto* const tab = static_cast<const TabRecord*>(record);
-    if (const auto at = pointerPosition()) tab->app->popup_->showTab(tab->tab, at->x, at->y);
+    if (const auto at = pointerPosition()) tab->app->popup().showTab(tab->tab, at->x, at->y);
 }
 
 void App::onShowSettings(GtkMenuItem* /*item*/, gpointer self) {
-    if (const auto at = pointerPosition()) static_cast<App*>(self)->popup_->showSettings(at->x, at->y);
+    if (const auto at = pointerPosition()) static_cast<App*>(self)->popup().showSettings(at->x, at->y);
 }
 
 void App::onQuit(GtkMenuItem* /*item*/, gpointer /*data*/) {

@@ -56,13 +56,17 @@ private:
     static void onPortalSettingChanged(GDBusConnection* connection, const char* sender, const char* path,
                                        const char* interface, const char* signal, GVariant* parameters,
                                        gpointer self);
+    /// Built when it is first wanted: many a session never opens it, and its pages take more memory than all
+    /// the rest of the program.
+    PopupWindow& popup();
+    static void onMenuShown(GtkWidget* menu, gpointer self);
     static void onShowTab(GtkMenuItem* item, gpointer record);
     static void onShowSettings(GtkMenuItem* item, gpointer self);
     static void onQuit(GtkMenuItem* item, gpointer data);
 
     std::unique_ptr<Settings> settings_;
     std::unique_ptr<SystemInfo> system_info_;
-    std::unique_ptr<PopupWindow> popup_;
+    std::unique_ptr<PopupWindow> popup_;  ///< null until it is first opened
     std::string image_dir_;
     std::string icon_path_;  ///< scratch image, renamed when it is whole
     AppIndicator* indicator_ = nullptr;

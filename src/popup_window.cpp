@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string_view>
+#include <utility>
 
 #include "icon_helper.h"
 #include "l10n.h"
@@ -24,6 +26,8 @@ constexpr const char* kCpuPage = "cpu";
 constexpr const char* kGpuPage = "gpu";
 constexpr const char* kProcessesPage = "processes";
 constexpr const char* kMyProcessesPage = "myProcesses";
+constexpr const char* kHelpPage = "help";
+constexpr const char* kAboutPage = "about";
 constexpr const char* kSettingsPage = "settings";
 
 struct Tab {
@@ -37,8 +41,8 @@ constexpr std::array<Tab, 6> kTabs = {{
     {kGpuPage, "GPU", 420, kNatural},
     {kProcessesPage, "tab.all.short", 520, 550},
     {kMyProcessesPage, "tab.my.short", 520, 550},
-    {"help", "tab.help", 420, 500},
-    {"about", "tab.about", 450, kNatural},
+    {kHelpPage, "tab.help", 420, 500},
+    {kAboutPage, "tab.about", 450, kNatural},
 }};
 
 /// On X11 a popup that no window manager touches. Wayland knows such windows only as menus of others: there
@@ -85,6 +89,12 @@ int minimumHeight(GtkWidget* widget) {
     return minimum;
 }
 
+template <class View, class... Arguments>
+View& built(std::unique_ptr<View>& view, Arguments&&... arguments) {
+    view = std::make_unique<View>(std::forward<Arguments>(arguments)...);
+    return *view;
+}
+
 /// Whether a widget is to be drawn with one of the style sheet's looks.
 void setStyleClass(GtkWidget* widget, const char* name, bool on) {
     GtkStyleContext* const style = gtk_widget_get_style_context(widget);
@@ -98,25 +108,14 @@ void setStyleClass(GtkWidget* widget, const char* name, bool on) {
 }  // namespace
 
 PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
-    : info_(info),
-      window_(newPopupWindow()),
-      grab_(window_),
-      cpu_view_(std::make_unique<CPUView>(info)),
-      gpu_view_(std::make_unique<GPUView>(info)),
-      all_proc_view_(std::make_unique<ProcessView>(info, false)),
-      my_proc_view_(std::make_unique<ProcessView>(info, true)),
-      help_view_(std::make_unique<HelpView>()),
-      about_view_(std::make_unique<AboutView>()),
-      settings_view_(std::make_unique<SettingsView>(settings, info)) {
+    : info_(info), settings_(settings), window_(newPopupWindow()), grab_(window_) {
     gtk_container_set_border_width(GTK_CONTAINER(window()), kBorder);
     roundCorners(window_, kCornerRadius);
     g_signal_connect(window_, "button-press-event", G_CALLBACK(onButtonPress), this);
     g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
     g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
-    about_view_->on_link = [this] { hide(); };
-    for (ProcessView* view : {all_proc_view_.get(), my_proc_view_.get()})
-        view->on_resize = [this] { growToFit(); };
     buildUI();
+    showPage(kCpuPage);
 }
 
 PopupWindow::~PopupWindow() {
@@ -156,21 +155,24 @@ GtkWidget* PopupWindow::buildPages() {
     gtk_stack_set_transition_duration(GTK_STACK(main_stack_), kCrossfadeMs);
     gtk_stack_set_hhomogeneous(GTK_STACK(main_stack_), FALSE);
     gtk_stack_set_vhomogeneous(GTK_STACK(main_stack_), FALSE);
-    addPage(cpu_view_->container(), kCpuPage);
-    addPage(gpu_view_->container(), kGpuPage);
-    addPage(all_proc_view_->container(), kProcessesPage);
-    addPage(my_proc_view_->container(), kMyProcessesPage);
-    addPage(help_view_->container(), "help");
-    addPage(about_view_->container(), "about");
-    addPage(settings_view_->page(), kSettingsPage);
-
     scroller_ = newScroller(main_stack_);
     return scroller_;
 }
 
-void PopupWindow::addPage(GtkWidget* page, const char* name) {
-    gtk_widget_show(page);
-    gtk_stack_add_named(GTK_STACK(main_stack_), page, name);
+GtkWidget* PopupWindow::buildPage(std::string_view name) {
+    if (name == kCpuPage) return built(cpu_view_, info_).container();
+    if (name == kGpuPage) return built(gpu_view_, info_).container();
+    if (name == kProcessesPage) return buildProcessPage(all_proc_view_, false);
+    if (name == kMyProcessesPage) return buildProcessPage(my_proc_view_, true);
+    if (name == kHelpPage) return built(help_view_).container();
+    if (name == kSettingsPage) return built(settings_view_, settings_, info_).page();
+    built(about_view_).on_link = [this] { hide(); };
+    return about_view_->container();
+}
+
+GtkWidget* PopupWindow::buildProcessPage(std::unique_ptr<ProcessView>& view, bool own_only) {
+    built(view, info_, own_only).on_resize = [this] { growToFit(); };
+    return view->container();
 }
 
 GtkWidget* PopupWindow::buildFooter() {
@@ -203,22 +205,28 @@ void PopupWindow::showTab(int tab, int x, int y) {
 
 void PopupWindow::showSettings(int x, int y) {
     show_settings_ = true;
-    settings_view_->refreshDevices();
     showPage(kSettingsPage);
+    settings_view_->refreshDevices();
     setTitleAndSize("tab.settings", 420, 600);
     positionAndShow(x, y);
 }
 
 void PopupWindow::toggleSettings() {
     show_settings_ = !show_settings_;
-    if (show_settings_) settings_view_->refreshDevices();
     showPage(show_settings_ ? kSettingsPage : kCpuPage);
+    if (show_settings_) settings_view_->refreshDevices();
     growToFit();
     updateViews();
 }
 
 void PopupWindow::showPage(const char* name) {
-    gtk_stack_set_visible_child_name(GTK_STACK(main_stack_), name);
+    GtkStack* const stack = GTK_STACK(main_stack_);
+    if (gtk_stack_get_child_by_name(stack, name) == nullptr) {
+        GtkWidget* const page = buildPage(name);
+        gtk_widget_show_all(page);
+        gtk_stack_add_named(stack, page, name);
+    }
+    gtk_stack_set_visible_child_name(stack, name);
     gtk_adjustment_set_value(gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller_)), 0);
     setStyleClass(settings_btn_, "settings-btn-active", show_settings_);
     recordPage();
@@ -340,6 +348,10 @@ GtkWidget* PopupWindow::innerScroller() const {
     return page == kSettingsPage ? settings_view_->scroller() : nullptr;
 }
 
+bool PopupWindow::stepBack() {
+    return settings_view_ && settings_view_->stepBack();
+}
+
 bool PopupWindow::isInside(const GdkEventButton& event) const {
     // The event's own coordinates count in the window it happened in, which may be the inside of a page
     // that is scrolled and much higher than ours.
@@ -362,13 +374,13 @@ gboolean PopupWindow::onButtonPress(GtkWidget* /*window*/, GdkEventButton* event
 gboolean PopupWindow::onKeyPress(GtkWidget* window, GdkEventKey* event, gpointer self) {
     if (event->keyval != GDK_KEY_Escape) return GDK_EVENT_PROPAGATE;
     // The grab ends with the window that holds it.
-    if (!static_cast<PopupWindow*>(self)->settings_view_->stepBack()) gtk_widget_hide(window);
+    if (!static_cast<PopupWindow*>(self)->stepBack()) gtk_widget_hide(window);
     return GDK_EVENT_STOP;
 }
 
 void PopupWindow::onHidden(GtkWidget* /*window*/, gpointer self) {
     auto* const popup = static_cast<PopupWindow*>(self);
-    popup->settings_view_->stepBack();
+    popup->stepBack();
     popup->recordPage();
 }
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "about_view.h"
 #include "cpu_view.h"
@@ -24,7 +25,8 @@
 /// scrolls.
 class PopupWindow {
 public:
-    /// Builds all pages and shows nothing. Both references must outlive the object.
+    /// Shows nothing. A page is built when it is first wanted: most of them are never looked at. Both
+    /// references must outlive the object.
     PopupWindow(SystemInfo& info, Settings& settings);
     ~PopupWindow();
     PopupWindow(const PopupWindow&) = delete;
@@ -53,7 +55,8 @@ private:
     GtkWidget* buildHeader();
     GtkWidget* buildPages();
     GtkWidget* buildFooter();
-    void addPage(GtkWidget* page, const char* name);
+    GtkWidget* buildPage(std::string_view name);
+    GtkWidget* buildProcessPage(std::unique_ptr<ProcessView>& view, bool own_only);
 
     void showPage(const char* name);
     void setTitleAndSize(const char* title, int width, int height);
@@ -69,6 +72,8 @@ private:
     int neededHeight();
     int measuredHeight() const;
     GtkWidget* innerScroller() const;
+    /// Closes what is open on top of the settings page, if anything.
+    bool stepBack();
     bool isInside(const GdkEventButton& event) const;
 
     static gboolean onButtonPress(GtkWidget* window, GdkEventButton* event, gpointer self);
@@ -77,12 +82,14 @@ private:
     static gboolean onIdleResize(gpointer self);
 
     SystemInfo& info_;
+    Settings& settings_;
     OwnedWidget window_;
     GtkWidget* main_stack_ = nullptr;
     GtkWidget* scroller_ = nullptr;  ///< around the stack
     GtkWidget* view_title_ = nullptr;
     GtkWidget* settings_btn_ = nullptr;
     PopupGrab grab_;
+    // Null until their page is first shown.
     std::unique_ptr<CPUView> cpu_view_;
     std::unique_ptr<GPUView> gpu_view_;
     std::unique_ptr<ProcessView> all_proc_view_;
