@@ -67,17 +67,8 @@ void reusePid(int pid) {
 /// Runs `part` as the first process of a pid namespace, where it decides who gets which pid. None when this
 /// machine allows no such namespace.
 std::optional<bool> passesInPidNamespace(const std::function<void()>& part) {
-    constexpr int kNotAllowed = 77;
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) _exit(kNotAllowed);
-        _exit(passesInChild(part) ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kNotAllowed) return std::nullopt;
-    return status == 0;
+    return passesInChildAfter([] { return unshare(CLONE_NEWUSER | CLONE_NEWPID) == 0; },
+                              [&] { EXPECT_TRUE(passesInChild(part)); });
 }
 
 }  // namespace

@@ -302,29 +302,20 @@ TEST_F(UserFileTest, WithoutDescriptorsTheOldFileStays) {
 }
 
 TEST_F(UserFileTest, AFullDiskLeavesTheOldFile) {
-    // A disk of 64 KiB, seen by a child alone.
-    constexpr int kNotPermitted = 77;
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (!enterOwnMounts() || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("tmpfs", directory_.path().c_str(), "tmpfs", 0, "size=64k,mode=0777") != 0) {
-            _exit(kNotPermitted);
-        }
+    const auto mountSmallDisk = [&] {
+        return enterOwnMounts() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               mount("tmpfs", directory_.path().c_str(), "tmpfs", 0, "size=64k,mode=0777") == 0;
+    };
+    const auto passes = passesInChildAfter(mountSmallDisk, [&] {
         EXPECT_TRUE(replace("old"));
         EXPECT_FALSE(replace(std::string(100'000, 'x')));
         EXPECT_EQ(contentOf(path_), "old");
         EXPECT_THAT(directory_.names(), ElementsAre("file"));
         EXPECT_TRUE(replace("new"));
         EXPECT_EQ(contentOf(path_), "new");
-        std::fflush(nullptr);
-        _exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == kNotPermitted) GTEST_SKIP() << "no disk of one's own may be mounted here";
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    });
+    if (!passes) GTEST_SKIP() << "no disk of one's own may be mounted here";
+    EXPECT_TRUE(*passes);
 }
 
 TEST_F(UserFileTest, WhatAKilledSaveLeftGoesAwayWithTheNext) {
