@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "forked_child.h"
 #include "temporary_directory.h"
@@ -46,6 +48,17 @@ public:
 private:
     pid_t pid_;
 };
+
+/// For use in a child: from now on it is another user's. Without root's rights that takes a user namespace.
+bool becomeAnotherUser() {
+    const uid_t before = getuid();
+    if (before == 0) {
+        dropPrivileges();
+    } else if (unshare(CLONE_NEWUSER) == 0) {
+        std::ofstream("/proc/self/uid_map") << before + 1 << " " << before << " 1";
+    }
+    return getuid() == (before == 0 ? kNobody : before + 1);
+}
 
 }  // namespace
 
@@ -92,11 +105,45 @@ TEST_F(InstanceLockTest, AnotherUsersProcessDoesNotHoldIt) {
         EXPECT_TRUE(passesInChild([&] {
             dropPrivileges();
             EXPECT_FALSE(lock.heldByAnother());
+            lock.take();
+            EXPECT_EQ(content(), std::to_string(getpid()));
         }));
     } else {
         write("1");
         EXPECT_FALSE(lock.heldByAnother());
+        lock.take();
+        EXPECT_EQ(content(), std::to_string(getpid()));
     }
+}
+
+TEST_F(InstanceLockTest, EachUserHasOne) {
+    lock.take();
+    fs::permissions(dir.path(), fs::perms::all);
+    const auto passes = passesInChildAfter(becomeAnotherUser, [&] {
+        const InstanceLock theirs(dir.path());
+        EXPECT_FALSE(theirs.heldByAnother());
+        theirs.take();
+        EXPECT_EQ(contentOf(theirs.path()), std::to_string(getpid()));
+    });
+    if (!passes) GTEST_SKIP() << "no user namespaces here";
+    EXPECT_TRUE(*passes);
+    EXPECT_EQ(content(), std::to_string(getpid()));
+    EXPECT_THAT(dir.names(), testing::SizeIs(2));
+}
+
+TEST_F(InstanceLockTest, AFileWithoutTheRightToReadItIsTakenOver) {
+    fs::permissions(dir.path(), fs::perms::all);
+    EXPECT_TRUE(passesInChild([&] {
+        dropPrivileges();
+        const LiveProcess other;
+        write(std::to_string(other.pid()));
+        EXPECT_TRUE(lock.heldByAnother());
+        fs::permissions(lock.path(), fs::perms::owner_write);
+        EXPECT_FALSE(lock.heldByAnother());
+        lock.take();
+        fs::permissions(lock.path(), fs::perms::owner_all);
+        EXPECT_EQ(content(), std::to_string(getpid()));
+    }));
 }
 
 TEST_F(InstanceLockTest, ContentThatNamesNoProcessIsLeftBehind) {
