@@ -108,6 +108,18 @@ protected:
         const int status = statusOfCrash(crash);
         return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     }
+    /// All that such a process and its dialog print.
+    std::string outputOfCrash() const {
+        const auto output = runtime_ / "output";
+        EXPECT_EQ(signalOfCrash([&] {
+                      const int fd = open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+                      for (const int printed : {STDOUT_FILENO, STDERR_FILENO})
+                          dup2(fd, printed);
+                      raise(SIGSEGV);
+                  }),
+                  SIGSEGV);
+        return contentOf(output);
+    }
 
     std::filesystem::path reportPath() const { return runtime_ / "Korvalune_crash.txt"; }
     std::string report() const { return contentOf(reportPath()); }
@@ -330,6 +342,23 @@ TEST_F(CrashHandlerTest, WithoutConsentNothingIsSent) {
 TEST_F(CrashHandlerTest, AMachineWithoutTheDialogKeepsTheReport) {
     EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
     EXPECT_THAT(report(), testing::EndsWith("=== End Report ===\n"));
+}
+
+TEST_F(CrashHandlerTest, WithoutPythonTheReportIsWholeAndNothingIsPrinted) {
+    addDialog("description");
+    programs_.remove("python3");
+    EXPECT_EQ(outputOfCrash(), "");
+    EXPECT_THAT(report(), testing::EndsWith("\n=== End Report ===\n\nUser description:\ndescription\n"));
+    EXPECT_THAT(argumentsOf("xdg-open"),
+                ElementsAre("mailto:" + std::string(maker::kSupport) + "?subject=&body="));
+}
+
+TEST_F(CrashHandlerTest, WithoutAMailProgramTheReportIsWholeAndNothingIsPrinted) {
+    addDialog("description");
+    programs_.remove("xdg-open");
+    EXPECT_EQ(outputOfCrash(), "");
+    EXPECT_THAT(report(), testing::EndsWith("\n=== End Report ===\n\nUser description:\ndescription\n"));
+    EXPECT_THAT(programs_.runs(), testing::Contains(StartsWith("python3 ")).Times(2));
 }
 
 TEST_F(CrashHandlerTest, APathWithQuotesStaysAPath) {
