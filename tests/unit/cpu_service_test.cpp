@@ -378,13 +378,22 @@ TEST_F(CPUServiceTest, AFileWithoutCoresReadsAsNone) {
 TEST_F(CPUServiceTest, ADamagedFileShowsASaneFigure) {
     kernel.file("/proc/stat", statOf({100, 100}, {100, 100}));
     CPUService service(kernel.root());
-    for (const std::string& content :
-         {"cpu  1\ncpu0 110 0 0 150 0 0 0 0\ncpu1 1"s,  // cut in the middle of a number
-          "cpu  1\ncpu0"s, "cpu0 " + longLine('9'), "cpu0 7" + longLine(' ') + "7\n", "cpu" + longLine('x'),
-          "cpu0 \0 1 2\ncpu1 \xff 2\n"s}) {
-        kernel.file("/proc/stat", content);
-        EXPECT_THAT(usagesOf(service.getPerCoreUsage()),
-                    Each(testing::AllOf(testing::Ge(0), testing::Le(100))));
+    const struct {
+        std::string content;
+        std::size_t cores;
+    } cases[] = {
+        {"cpu  1\ncpu0 110 0 0 150 0 0 0 0\ncpu1 1", 2},  // cut in the middle of a number
+        {"cpu  1\ncpu0", 1},
+        {"cpu0 " + longLine('9'), 1},
+        {"cpu0 7" + longLine(' ') + "7\n", 1},
+        {"cpu" + longLine('x'), 1},
+        {"cpu0 \0 1 2\ncpu1 \xff 2\n"s, 2},
+    };
+    for (const auto& c : cases) {
+        kernel.file("/proc/stat", c.content);
+        const auto usages = usagesOf(service.getPerCoreUsage());
+        EXPECT_THAT(usages, SizeIs(c.cores)) << c.content.substr(0, 40);
+        EXPECT_THAT(usages, Each(testing::AllOf(testing::Ge(0), testing::Le(100))));
         EXPECT_GE(service.getAverageUsage(), 0);
         EXPECT_LE(service.getAverageUsage(), 100);
     }

@@ -124,6 +124,8 @@ TEST(GpuClients, ANameIsTheFirstLineOfCommOrElseTheDirectorys) {
 }
 
 TEST(GpuClients, ReadTheRealKernel) {
-    for (const auto& client : findGpuClients("/"))
+    const auto clients = findGpuClients("/");
+    if (clients.empty()) GTEST_SKIP() << "no process that may be read here uses a graphics card";
+    for (const auto& client : clients)
         EXPECT_GT(client.pid, 0);
 }

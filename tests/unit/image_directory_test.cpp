@@ -39,3 +39,11 @@ TEST(ImageDirectory, InAFlatpakWithoutCacheAndHomeIsBelowTmp) {
     EXPECT_TRUE(std::filesystem::is_directory("/tmp/.cache/Korvalune"));
     if (!there) std::filesystem::remove_all("/tmp/.cache");
 }
+
+TEST(ImageDirectory, ThatCanNotBeMadeIsNamedAllTheSame) {
+    FakeKernel dir;
+    dir.file("/cache", "a file");
+    const ScopedEnvironment environment({{"FLATPAK_ID", "x"}, {"XDG_CACHE_HOME", dir.root() + "/cache"}});
+    EXPECT_EQ(imageDirectory(), dir.root() + "/cache/Korvalune");
+    EXPECT_EQ(contentOf(dir.at("/cache")), "a file");
+}

@@ -1,5 +1,6 @@
 #include "temperature_service.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "access_log.h"
 #include "fake_kernel.h"
 #include "long_line.h"
 
@@ -199,6 +201,21 @@ TEST(TemperatureService, EachSearchStartsFromNothing) {
     service.findHwmonPath();
     EXPECT_EQ(service.hwmonPath(), "");
     EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+}
+
+TEST(TemperatureService, WithoutASensorNothingIsOpened) {
+    FakeKernel kernel;
+    addMonitor(kernel, "hwmon0", "nvme");
+    kernel.file("/sys/class/hwmon/hwmon0/temp1_input", "38850\n");
+    addZone(kernel, "thermal_zone0", "battery", "30000");
+    const TemperatureService service(kernel.root());
+    AccessLog log;
+    for (const char* directory : {"/", "/sys", "/sys/class", "/sys/class/hwmon", "/sys/class/hwmon/hwmon0",
+                                  "/sys/class/thermal", "/sys/class/thermal/thermal_zone0"}) {
+        log.watch(kernel.at(directory));
+    }
+    EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+    EXPECT_THAT(log.take(), testing::IsEmpty());
 }
 
 TEST(TemperatureService, BadDirectoriesAndNamesLeaveNoSensor) {
