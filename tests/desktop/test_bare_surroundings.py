@@ -1,9 +1,12 @@
 """Starting where something of an ordinary session is missing or different."""
 
+import shutil
+import time
 import unittest
 from pathlib import Path
 
-from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, DesktopTestCase, Picture, settings_text, wait_until
+from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, REFRESH_SECONDS, DesktopTestCase, Picture
+from desktop_test_case import settings_text, wait_until
 
 
 class BareSurroundings(DesktopTestCase):
@@ -45,6 +48,41 @@ class BareSurroundings(DesktopTestCase):
         self.assertEqual(item.properties()["IconName"], "korvalune")
         self.assertEqual(program.end(), 0)
         Path("/tmp/Korvalune_icon.png").unlink()
+
+    def test_pictures_that_can_not_be_replaced_go_on_taking_turns(self):
+        program = self.start()
+        item = program.item()
+        program.next_image()  # both are there, and the next is not begun
+        (self.desktop.runtime / IMAGES[0] / "x").mkdir(parents=True)  # where each is drawn first
+        self.addCleanup(shutil.rmtree, self.desktop.runtime / IMAGES[0], ignore_errors=True)
+
+        def pictures():
+            paths = [self.desktop.runtime / name for name in IMAGES[1:]]
+            return {path: (path.stat().st_mtime_ns, path.read_bytes()) for path in paths}
+
+        last = pictures()
+        shown = [item.properties()["IconName"]]
+        for _ in range(3):
+            program.wait_for(lambda: item.properties()["IconName"] != shown[-1], "the other picture", 10)
+            shown.append(item.properties()["IconName"])
+        self.assertEqual(set(shown), {"Korvalune_a", "Korvalune_b"})
+        self.assertEqual(pictures(), last)
+        shutil.rmtree(self.desktop.runtime / IMAGES[0])
+        program.next_image()
+
+    def test_a_directory_for_pictures_that_can_not_be_made_only_leaves_them_out(self):
+        cache = self.desktop.root / "full/cache"
+        cache.parent.mkdir()
+        cache.write_text("a file")
+        program = self.start({"FLATPAK_ID": "example", "XDG_CACHE_HOME": str(cache)})
+        item = program.item()
+        time.sleep(REFRESH_SECONDS + 0.5)
+        self.assertEqual(item.properties()["IconName"], "korvalune")
+        self.assertEqual(cache.read_text(), "a file")
+        cache.unlink()
+        (cache / "Korvalune").mkdir(parents=True)
+        picture = program.newest_image(cache / "Korvalune")  # refreshes have gone on
+        program.wait_for(lambda: item.image() == picture, "the picture in the panel", 5)
 
 
 class WithoutSessionBus(DesktopTestCase):

@@ -6,7 +6,8 @@ import time
 import unittest
 from pathlib import Path
 
-from desktop_test_case import BARS_WIDTH, LOCK_FILE, process_lives, settings_text, wait_until
+from desktop_test_case import BARS_WIDTH, LOCK_FILE, REFRESH_SECONDS, Picture, process_lives, settings_text
+from desktop_test_case import wait_until
 from popup_test_case import FIXTURES
 from settings_test_case import ITEM_NAMES, SettingsCase
 
@@ -41,6 +42,13 @@ class SettingsPage(SettingsCase):
         item = self.program.item()
         popup.click(popup.find("check box", "CPU Bars"))
         self.program.wait_for(lambda: item.properties()["XAyatanaLabel"] == "Korvalune", "the label", 2)
+        last = self.program.newest_image()
+        content = last.read_bytes()
+        self.assertEqual(Picture.load(last).width, BARS_WIDTH)
+        self.assertEqual(item.image(), last)
+        time.sleep(REFRESH_SECONDS + 0.5)
+        self.assertEqual(item.image(), last)
+        self.assertEqual(last.read_bytes(), content)
         popup.click(popup.find("check box", "CPU Bars"))
         self.program.wait_for(lambda: item.properties()["XAyatanaLabel"] == "", "no label", 2)
 
