@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -60,6 +61,24 @@ public:
 
 private:
     static constexpr const char* kProperty = "gtk-double-click-time";
+};
+
+/// While it lives, this process has nobody's rights instead of root's, which would signal every process.
+class NobodysRights {
+public:
+    NobodysRights() {
+        if (was_root_) takeFrom(65534);
+    }
+    ~NobodysRights() {
+        if (was_root_) takeFrom(0);
+    }
+    NobodysRights(const NobodysRights&) = delete;
+    NobodysRights& operator=(const NobodysRights&) = delete;
+
+private:
+    static void takeFrom(uid_t user) { EXPECT_EQ(setresuid(user, user, 0), 0); }
+
+    const bool was_root_ = geteuid() == 0;
 };
 
 const std::vector<std::string> kActions{"term_btn", "kill_btn"};
@@ -362,6 +381,18 @@ TEST_F(ProcessActionsTest, AnEndedProcessJustLeavesTheBar) {
     target.end();
     clickButton("yes_btn");
     EXPECT_THAT(offers(), IsEmpty());
+}
+
+TEST_F(ProcessActionsTest, AProcessOfAnotherUserJustLeavesTheBar) {
+    const NobodysRights rights;
+    if (kill(1, 0) == 0) GTEST_SKIP() << "every process is this user's";
+    view_->onProcessSelected(1, "init");
+    EXPECT_EQ(barText(), "init (1)");
+    clickButton("kill_btn");
+    clickButton("yes_btn");
+    EXPECT_THAT(offers(), IsEmpty());
+    EXPECT_NE(kill(1, 0), 0);
+    EXPECT_EQ(errno, EPERM);
 }
 
 // --- Ends ---
