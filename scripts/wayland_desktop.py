@@ -10,6 +10,7 @@ from collections import namedtuple
 
 from picture import Picture
 from private_session import WATCHER, PrivateSession, wait_until
+from virtual_desktop import INDICATOR_SERVICE
 from wayland_input import WaylandInput
 
 PANEL_HEIGHT = 28  # pixels
@@ -121,3 +122,19 @@ class WaylandDesktop(PrivateSession):
     def picture(self):
         """The screen as it is now."""
         return Picture.load(self.screenshot(self.root / "screen.png"))
+
+
+class SeatlessDesktop(PrivateSession):
+    """A compositor that knows of no pointer and no keyboard: weston without a screen, and an indicator service."""
+
+    KIND = {"GDK_BACKEND": "wayland", "XDG_CURRENT_DESKTOP": "weston", "XDG_SESSION_TYPE": "wayland"}
+
+    def _start_parts(self):
+        socket = self.runtime / "seatless"
+        self._service(["weston", "--backend=headless-backend.so", "--shell=kiosk-shell.so", "--no-config",
+                       f"--socket={socket.name}"])
+        wait_until(socket.exists, 20, "the compositor")
+        self.environment["WAYLAND_DISPLAY"] = socket.name
+        self._start_bus()
+        self._service([INDICATOR_SERVICE])
+        wait_until(lambda: self.owner_of(WATCHER), 20, "the indicator service")

@@ -8,7 +8,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 
 from accessibility import Accessibility  # noqa: E402
 from desktop_test_case import DesktopTestCase  # noqa: E402
-from wayland_desktop import PANEL_HEIGHT, WaylandDesktop  # noqa: E402
+from wayland_desktop import PANEL_HEIGHT, SeatlessDesktop, WaylandDesktop  # noqa: E402
 
 WIDTHS = {"CPU": 420, "GPU": 420, "All Processes": 520, "My Processes": 520, "Help": 420, "About": 450,
           "Settings": 420}
@@ -134,6 +134,26 @@ class Wayland(DesktopTestCase):
         for _ in range(10):
             self.assertEqual(self.open("CPU").width, 420)
             self.press_escape()
+
+
+class WithoutASeat(DesktopTestCase):
+    """Where there is no pointer to open the popup at."""
+
+    desktop_class = SeatlessDesktop
+    # GTK asks for the keyboard by itself, at start and with the first menu.
+    expected_output = (r"Gdk-CRITICAL .*gdk_seat_get_keyboard: assertion 'GDK_IS_SEAT",)
+
+    def test_menu_entries_do_nothing(self):
+        program = self.start()
+        item = program.item()
+        for page in WIDTHS:
+            item.click(page)
+        program.next_image()
+        program.next_image()
+        application = Accessibility(self.desktop).application(program.process.pid)
+        self.assertEqual(application.find_all(), [application], "it shows a window")
+        item.click("Quit")
+        self.assertEqual(program.process.wait(10), 0)
 
 
 if __name__ == "__main__":
