@@ -1,11 +1,10 @@
 // What the process service takes from the files of one process, of the users and of awkward trees.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <optional>
 
@@ -131,14 +130,13 @@ TEST_F(ProcessReadingTest, AProcessThatEndsDuringTheCallIsLeftOut) {
     // A pipe gives its text once: the file that was there at the first look is gone at the second.
     const std::string pipe = kernel_.at("/proc/2/stat").string();
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const int fd = open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    std::fstream writer(pipe);
     const std::string stat = statText(2, {});
-    ASSERT_EQ(write(fd, stat.data(), stat.size()), static_cast<ssize_t>(stat.size()));
+    ASSERT_TRUE(writer << stat << std::flush);
     EXPECT_THAT(pidsOf(make().getProcesses().top), ElementsAre(1));
     kernel_.file("/proc/2/status", statusText(kOwn));
-    ASSERT_EQ(write(fd, stat.data(), stat.size()), static_cast<ssize_t>(stat.size()));
+    ASSERT_TRUE(writer << stat << std::flush);
     EXPECT_THAT(pidsOf(make().getProcesses().top), ElementsAre(1, 2));
-    close(fd);
 }
 
 TEST_F(ProcessReadingTest, UsersAreNamedByThePasswdFile) {

@@ -109,7 +109,7 @@ TEST_F(Restart, ComesNoSoonerThanAThirdOfASecond) {
 
 TEST_F(Restart, WaitsForAProcessThatIsSlowToEnd) {
     const long start = steadyMs();
-    const pid_t old = inChild([this] { return restart([] { usleep(2'000'000); }); });
+    const pid_t old = inChild([this] { return restart([] { sleep(2); }); });
     ASSERT_EQ(statusOf(old), 0);
     const auto report = awaitReport(report_);
     ASSERT_TRUE(report);
@@ -119,7 +119,7 @@ TEST_F(Restart, WaitsForAProcessThatIsSlowToEnd) {
 TEST_F(Restart, WaitsForAProcessThatIsKilled) {
     const long start = steadyMs();
     const pid_t old = inChild([this] { return restart([] { pause(); }); });
-    usleep(1'000'000);
+    sleep(1);
     kill(old, SIGKILL);
     ASSERT_EQ(statusOf(old), -1);
     const auto report = awaitReport(report_);
