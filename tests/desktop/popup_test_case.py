@@ -110,7 +110,7 @@ class Popup:
         place = self.geometry()
         return sum(self.picture(place.x + 60, place.y + place.height - 16, 1, 1).rows[0][0]) / 3
 
-    def wait_dark(self, dark=True, seconds=3):
+    def wait_dark(self, dark=True, seconds=START_SECONDS):
         """Waits for the dark or the light look of the window itself."""
         fits = (lambda grey: grey < 80) if dark else (lambda grey: grey > 180)
         look = "dark" if dark else "light"
