@@ -39,17 +39,28 @@ std::optional<DevLine> splitDevLine(std::string_view line) {
     return DevLine{name, line.substr(colon + 1)};
 }
 
-void addCounters(std::string_view counters, NetworkService::NetBytes& totals) {
+NetworkService::NetBytes parseCounters(std::string_view counters) {
     FieldScanner fields(counters);
-    std::uint64_t received = 0;
+    NetworkService::NetBytes bytes;
     std::uint64_t ignored = 0;
-    std::uint64_t transmitted = 0;
-    fields.number(received);
+    fields.number(bytes.rx);
     for (int i = 0; i < 7; ++i)  // packets, errors and so on of the receiving side
         fields.number(ignored);
-    fields.number(transmitted);
-    totals.rx += received;
-    totals.tx += transmitted;
+    fields.number(bytes.tx);
+    return bytes;
+}
+
+/// Calls `visit` with each interface's line that is measured: that of `selected`, or all but "lo".
+template <typename Visit>
+void forEachMeasured(std::string_view text, std::string_view selected, Visit visit) {
+    LineScanner lines(text);
+    std::string_view line;
+    lines.next(line);  // two lines of column headers
+    lines.next(line);
+    while (lines.next(line)) {
+        const auto dev = splitDevLine(line);
+        if (dev && (selected.empty() || dev->name == selected)) visit(*dev);
+    }
 }
 
 /// Whether a name from the kernel's list can be a directory entry: anything else would lead elsewhere.
@@ -77,15 +88,20 @@ std::string NetworkSpeed::format(double bytes_per_sec) {
 
 NetworkService::NetBytes parseNetDev(std::string_view text, std::string_view selected) {
     NetworkService::NetBytes totals;
-    LineScanner lines(text);
-    std::string_view line;
-    lines.next(line);  // two lines of column headers
-    lines.next(line);
-    while (lines.next(line)) {
-        const auto dev = splitDevLine(line);
-        if (dev && (selected.empty() || dev->name == selected)) addCounters(dev->counters, totals);
-    }
+    forEachMeasured(text, selected, [&](const DevLine& dev) {
+        const auto [rx, tx] = parseCounters(dev.counters);
+        totals.rx += rx;
+        totals.tx += tx;
+    });
     return totals;
+}
+
+void parseInterfaces(std::string_view text, std::string_view selected,
+                     std::vector<NetworkService::InterfaceBytes>& interfaces) {
+    interfaces.clear();
+    forEachMeasured(text, selected, [&](const DevLine& dev) {
+        interfaces.push_back({std::string(dev.name), parseCounters(dev.counters)});
+    });
 }
 
 std::vector<std::string> parseInterfaceNames(std::string_view text) {
@@ -113,28 +129,53 @@ NetworkService::NetworkService(const std::string& root, Clock::time_point now)
     restart(now);
 }
 
-std::optional<NetworkService::NetBytes> NetworkService::tryReadBytes() {
-    const auto text = dev_.read();
-    if (!text) return std::nullopt;
-    return parseNetDev(*text, selected_iface_);
+NetworkService::NetBytes NetworkService::readBytes() {
+    return parseNetDev(dev_.read().value_or(std::string_view()), selected_iface_);
 }
 
-NetworkService::NetBytes NetworkService::readBytes() {
-    return tryReadBytes().value_or(NetBytes{});
+/// Fills present_; false when the file can't be read.
+bool NetworkService::readInterfaces() {
+    const auto text = dev_.read();
+    if (!text) return false;
+    parseInterfaces(*text, selected_iface_, present_);
+    std::ranges::stable_sort(present_, {}, &InterfaceBytes::name);
+    return true;
+}
+
+/// What the interfaces counted between the last reading and this one. Totals would not do: with an interface
+/// its bytes since boot leave them and come back.
+NetworkService::NetBytes NetworkService::countNew() const {
+    NetBytes counted;
+    auto before = prev_.begin();
+    for (const InterfaceBytes& interface : present_) {
+        while (before != prev_.end() && before->name < interface.name)
+            ++before;
+        if (before == prev_.end()) break;
+        if (before->name != interface.name) continue;
+        counted.rx += countedSince(before->bytes.rx, interface.bytes.rx);
+        counted.tx += countedSince(before->bytes.tx, interface.bytes.tx);
+        ++before;
+    }
+    return counted;
 }
 
 NetworkSpeed NetworkService::getSpeed(Clock::time_point now) {
-    const double seconds = std::chrono::duration<double>(now - prev_time_).count();
-    if (seconds >= kShortestSeconds) {
-        // Without a reading nothing is known to have come; the totals since boot must not count when it is
-        // back.
-        const auto [rx, tx] = tryReadBytes().value_or(NetBytes{prev_rx_, prev_tx_});
-        smoothed_down_ =
-            smoothRate(smoothed_down_, static_cast<double>(countedSince(prev_rx_, rx)) / seconds);
-        smoothed_up_ = smoothRate(smoothed_up_, static_cast<double>(countedSince(prev_tx_, tx)) / seconds);
+    const auto secondsSince = [now](Clock::time_point time) {
+        return std::chrono::duration<double>(now - time).count();
+    };
+    if (secondsSince(prev_time_) >= kShortestSeconds) {
+        NetworkSpeed raw;  // without a reading nothing is known to have come
+        if (readInterfaces()) {
+            const auto [rx, tx] = countNew();
+            const double seconds = secondsSince(read_time_);
+            raw.bytes_down_per_sec = static_cast<double>(rx) / seconds;
+            raw.bytes_up_per_sec = static_cast<double>(tx) / seconds;
+            prev_.swap(present_);
+            read_time_ = now;
+        }
+        smoothed_down_ = smoothRate(smoothed_down_, raw.bytes_down_per_sec);
+        smoothed_up_ = smoothRate(smoothed_up_, raw.bytes_up_per_sec);
         prev_time_ = now;
-        prev_rx_ = rx;
-        prev_tx_ = tx;
     }
     return {.bytes_up_per_sec = smoothed_up_, .bytes_down_per_sec = smoothed_down_};
 }
@@ -145,10 +186,10 @@ void NetworkService::setInterface(const std::string& name, Clock::time_point now
 }
 
 void NetworkService::restart(Clock::time_point now) {
-    const auto [rx, tx] = readBytes();
-    prev_rx_ = rx;
-    prev_tx_ = tx;
+    prev_.clear();
+    if (readInterfaces()) prev_.swap(present_);
     prev_time_ = now;
+    read_time_ = now;
     smoothed_up_ = 0;
     smoothed_down_ = 0;
 }

@@ -40,6 +40,12 @@ public:
         std::uint64_t tx = 0;
     };
 
+    /// The counters of one interface.
+    struct InterfaceBytes {
+        std::string name;
+        NetBytes bytes;
+    };
+
     /// Starts with the interface that is up and has received most, or with all when none is up.
     explicit NetworkService(const std::string& root = "/", Clock::time_point now = Clock::now());
 
@@ -47,6 +53,8 @@ public:
     NetBytes readBytes();
 
     /// The rates since the last call. A call within 0.1 seconds of it reads nothing and repeats its answer.
+    /// Each interface is compared with itself: one that was not there at the last reading counts from the
+    /// next one on. While nothing can be read the rates sink; what came meanwhile counts over all that time.
     NetworkSpeed getSpeed(Clock::time_point now = Clock::now());
 
     /// Chooses the interface to measure, the empty name for all but "lo", and starts again from rate 0.
@@ -61,21 +69,27 @@ public:
     std::vector<NetInterface> interfaces() const { return listInterfaces(root_); }
 
 private:
-    std::optional<NetBytes> tryReadBytes();
+    bool readInterfaces();
+    NetBytes countNew() const;
     void restart(Clock::time_point now);
 
     std::string root_;
     KernelFile dev_;
     std::string selected_iface_;
-    std::uint64_t prev_rx_ = 0;
-    std::uint64_t prev_tx_ = 0;
-    Clock::time_point prev_time_;
+    std::vector<InterfaceBytes> prev_;     ///< the measured interfaces at the last reading, by name
+    std::vector<InterfaceBytes> present_;  ///< of this reading; kept between calls for its memory alone
+    Clock::time_point prev_time_;          ///< of the last call that tried to read
+    Clock::time_point read_time_;          ///< of the last reading
     double smoothed_up_ = 0;
     double smoothed_down_ = 0;
 };
 
 /// The totals in a text of /proc/net/dev for the interface `selected`, or for all but "lo" if that is empty.
 NetworkService::NetBytes parseNetDev(std::string_view text, std::string_view selected);
+
+/// Fills `interfaces` with the counters that those totals are made of, in the text's order.
+void parseInterfaces(std::string_view text, std::string_view selected,
+                     std::vector<NetworkService::InterfaceBytes>& interfaces);
 
 /// The names in a text of /proc/net/dev in its order, without "lo".
 std::vector<std::string> parseInterfaceNames(std::string_view text);

@@ -244,6 +244,62 @@ TEST(NetworkService, AFileThatIsGoneForATickLeavesNoSpike) {
     EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 3s).bytes_down_per_sec, 490);
 }
 
+TEST(NetworkService, WhatCameInAGapCountsOverAllOfIt) {
+    FakeKernel kernel;
+    count(kernel, 50'000'000'000, 700);
+    NetworkService service(kernel.root(), kStart);
+    kernel.remove("/proc/net/dev");
+    for (int second = 1; second <= 9; ++second)
+        EXPECT_DOUBLE_EQ(service.getSpeed(kStart + second * 1s).bytes_down_per_sec, 0);
+    count(kernel, 50'000'010'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 10s).bytes_down_per_sec, 1000);
+    count(kernel, 50'000'011'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 11s).bytes_down_per_sec, 1000);
+}
+
+TEST(NetworkService, AFileThatIsMissingAtTheStartLeavesNoSpike) {
+    FakeKernel kernel;
+    NetworkService service(kernel.root(), kStart);
+    count(kernel, 50'000'000'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 1s).bytes_down_per_sec, 0);
+    count(kernel, 50'000'001'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 2s).bytes_down_per_sec, 1000);
+}
+
+TEST(NetworkService, InterfacesThatComeAndGoLeaveNoSpike) {
+    FakeKernel kernel;
+    const auto list = [&](const std::string& lines) { kernel.file("/proc/net/dev", kHeader + lines); };
+    list(devLine("eth0", 5'000'000'000, 500) + devLine("wlan0", 9'000'000'000, 900));
+    NetworkService service(kernel.root(), kStart);  // none is up: all are measured
+    const auto down = [&](int second) { return service.getSpeed(kStart + second * 1s).bytes_down_per_sec; };
+
+    list(devLine("eth0", 5'000'000'100, 500));  // one goes
+    EXPECT_DOUBLE_EQ(down(1), 100);
+    list(devLine("wlan0", 9'000'000'000, 900) + devLine("eth0", 5'000'000'200, 500));  // and is back
+    EXPECT_DOUBLE_EQ(down(2), 100);
+    list(devLine("wlan0", 9'000'000'050, 900) + devLine("lan", 5'000'000'200, 500));  // one is renamed
+    EXPECT_DOUBLE_EQ(down(3), 0.3 * 50 + 0.7 * 100);
+    list("");  // all go
+    EXPECT_DOUBLE_EQ(down(4), 0.7 * 85);
+    list(devLine("lan", 7'000, 70));  // one begins again
+    EXPECT_DOUBLE_EQ(down(5), 0.7 * 0.7 * 85);
+    list(devLine("lan", 7'100, 70));
+    EXPECT_DOUBLE_EQ(down(6), 0.3 * 100 + 0.7 * 0.7 * 0.7 * 85);
+}
+
+TEST(NetworkService, TheChosenInterfaceComesBackWithoutASpike) {
+    FakeKernel kernel;
+    count(kernel, 8'000'000'000, 700);
+    NetworkService service(kernel.root(), kStart);
+    service.setInterface("eth0", kStart);
+    kernel.file("/proc/net/dev", kHeader + devLine("wlan0", 50'000, 50'000));
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 1s).bytes_down_per_sec, 0);
+    count(kernel, 8'000'000'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 2s).bytes_down_per_sec, 0);
+    count(kernel, 8'000'001'000, 700);
+    EXPECT_DOUBLE_EQ(service.getSpeed(kStart + 3s).bytes_down_per_sec, 1000);
+}
+
 TEST(NetworkService, StartsWithTheBusiestInterfaceThatIsUp) {
     FakeKernel kernel;
     kernel.file("/proc/net/dev",
