@@ -17,10 +17,10 @@ bool isCoreLine(std::string_view line) {
     return line.size() >= 4 && line.starts_with("cpu") && line[3] != ' ';
 }
 
-CPUService::CpuTimes parseCoreLine(std::string_view line) {
+CPUService::CpuTimes parseCoreLine(std::string_view line, std::size_t place) {
     CPUService::CpuTimes times;
     FieldScanner fields(line);
-    fields.word();
+    if (!FieldScanner(fields.word().substr(3)).number(times.number)) times.number = static_cast<int>(place);
     for (std::uint64_t* counter : {&times.user, &times.nice, &times.system, &times.idle, &times.iowait,
                                    &times.irq, &times.softirq, &times.steal}) {
         fields.number(*counter);
@@ -55,7 +55,7 @@ void parseCoreTimes(std::string_view text, std::vector<CPUService::CpuTimes>& co
     cores.clear();
     LineScanner lines(text);
     for (std::string_view line; lines.next(line);) {
-        if (isCoreLine(line)) cores.push_back(parseCoreLine(line));
+        if (isCoreLine(line)) cores.push_back(parseCoreLine(line, cores.size()));
     }
 }
 
@@ -110,6 +110,13 @@ void CPUService::detectTopology() {
     if (physical_cores_ == 0) physical_cores_ = total_cores_;
 }
 
+int CPUService::perfLevel(int number) const {
+    return number >= 0 && std::cmp_less(number, perf_levels_.size())
+               ? perf_levels_[static_cast<std::size_t>(number)]
+               : 0;
+}
+
+/// A core is compared with itself, wherever its line stood: the kernel lists no core that is switched off.
 std::vector<CoreUsage> CPUService::getPerCoreUsage() {
     parseCoreTimes(stat_.read().value_or(std::string_view()), times_);
     if (smoothed_usage_.size() < times_.size()) smoothed_usage_.resize(times_.size());
@@ -117,12 +124,17 @@ std::vector<CoreUsage> CPUService::getPerCoreUsage() {
     std::vector<CoreUsage> usages;
     usages.reserve(times_.size());
     double sum = 0;
+    auto before = prev_times_.cbegin();
     for (std::size_t i = 0; i < times_.size(); ++i) {
-        const double raw = i < prev_times_.size() ? busyPercent(prev_times_[i], times_[i]) : 0;
+        const CpuTimes& core = times_[i];
+        while (before != prev_times_.cend() && before->number < core.number)
+            ++before;
+        double raw = 0;
+        if (before != prev_times_.cend() && before->number == core.number) raw = busyPercent(*before++, core);
         smoothed_usage_[i] = smoothUsage(smoothed_usage_[i], raw);
         sum += raw;
-        const int level = i < perf_levels_.size() ? perf_levels_[i] : 0;
-        usages.push_back({.id = static_cast<int>(i), .usage = smoothed_usage_[i], .perfLevel = level});
+        usages.push_back(
+            {.id = static_cast<int>(i), .usage = smoothed_usage_[i], .perfLevel = perfLevel(core.number)});
     }
     if (!usages.empty()) avg_usage_ = sum / static_cast<double>(usages.size());
     std::swap(prev_times_, times_);

@@ -23,12 +23,14 @@ public:
     /// Cumulative times of one core since boot, in clock ticks, in the kernel's order.
     struct CpuTimes {
         std::uint64_t user = 0, nice = 0, system = 0, idle = 0, iowait = 0, irq = 0, softirq = 0, steal = 0;
+        int number = 0;  ///< the kernel's: 2 for "cpu2"; the core's place where the label has none
     };
 
     explicit CPUService(std::string root = "/");
 
-    /// The usage of every core since the last call, smoothed: quick to rise, slower to fall. The first call
-    /// after a failed read reports from 0. Empty when /proc/stat can't be read or names no core.
+    /// The usage of every core since the last call, smoothed: quick to rise, slower to fall. A core that was
+    /// not there at the last call, or after a failed read, is measured from the next call on. Empty when
+    /// /proc/stat can't be read or names no core.
     std::vector<CoreUsage> getPerCoreUsage();
 
     /// Mean of the unsmoothed usage of all cores at the last call, percent 0..100; a call that found no core
@@ -42,13 +44,14 @@ public:
 
 private:
     void detectTopology();
+    int perfLevel(int number) const;
 
     std::string root_;
     KernelFile stat_;
     std::vector<CpuTimes> prev_times_;
     std::vector<CpuTimes> times_;  ///< of this read; kept between calls for its memory alone
     std::vector<double> smoothed_usage_;
-    std::vector<int> perf_levels_;
+    std::vector<int> perf_levels_;  ///< by the kernel's number
     double avg_usage_ = 0;
     std::string cpu_model_;
     int total_cores_ = 0;
@@ -56,7 +59,8 @@ private:
 };
 
 /// Fills `cores` with the times of all cores in a text of /proc/stat, in its order; counters that are missing
-/// or no numbers are 0. The core's place counts, not the number in its label.
+/// or no numbers are 0. A core's place is that of its line: the numbers of cores that are switched off are
+/// passed over.
 void parseCoreTimes(std::string_view text, std::vector<CPUService::CpuTimes>& cores);
 
 /// The model in a text of /proc/cpuinfo, as its first "model name" line has it; empty when there is none.

@@ -151,6 +151,15 @@ TEST(ParseCoreTimes, PlacesCoresAsTheyCome) {
     EXPECT_EQ(cores[1].user, 20U);
 }
 
+TEST(ParseCoreTimes, KeepsTheNumberInTheLabel) {
+    const auto cores = timesIn("cpu7 70\ncpux 1\ncpu2 20\ncpu99999999999 1\n");
+    ASSERT_THAT(cores, SizeIs(4));
+    EXPECT_EQ(cores[0].number, 7);
+    EXPECT_EQ(cores[1].number, 1);  // its place
+    EXPECT_EQ(cores[2].number, 2);
+    EXPECT_EQ(cores[3].number, 3);
+}
+
 TEST(ParseCoreTimes, ForgetsTheLastRead) {
     std::vector<CpuTimes> cores(5);
     parseCoreTimes("cpu0 1\n", cores);
@@ -314,6 +323,24 @@ TEST_F(CPUServiceTest, CoresThatComeAndGoNeverShowAWildFigure) {
     EXPECT_THAT(usagesOf(grown), Each(testing::AllOf(testing::Ge(0), testing::Le(100))));
     EXPECT_GE(service.getAverageUsage(), 0);
     EXPECT_LE(service.getAverageUsage(), 100);
+}
+
+TEST_F(CPUServiceTest, ACoreThatMovesUpIsStillMeasuredAgainstItself) {
+    addTopology(kernel, {"0-1", "0-1", "2-3", "2-3"});
+    const auto stat = [&](const std::string& cores) { kernel.file("/proc/stat", "cpu  0\n" + cores); };
+    stat("cpu0 100 0 0 900\ncpu1 100 0 0 900\ncpu2 800 0 0 200\ncpu3 50 0 0 950\n");
+    CPUService service(kernel.root());
+
+    stat("cpu0 110 0 0 990\ncpu2 890 0 0 210\ncpu3 100 0 0 1000\n");  // the second is switched off
+    const auto three = service.getPerCoreUsage();
+    EXPECT_THAT(usagesOf(three),
+                ElementsAre(DoubleNear(9.5, 1e-9), DoubleNear(85.5, 1e-9), DoubleNear(47.5, 1e-9)));
+    EXPECT_THAT(levelsOf(three), ElementsAre(0, 0, 1));
+    EXPECT_DOUBLE_EQ(service.getAverageUsage(), 50);
+
+    stat("cpu1 200 0 0 900\ncpu2 980 0 0 220\ncpu3 150 0 0 1050\n");  // it is back, and the first is off
+    EXPECT_THAT(levelsOf(service.getPerCoreUsage()), ElementsAre(1, 0, 1));
+    EXPECT_DOUBLE_EQ(service.getAverageUsage(), (0 + 90 + 50) / 3.0);
 }
 
 TEST_F(CPUServiceTest, SiblingListsTellThreadsFromCores) {
