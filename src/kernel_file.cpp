@@ -27,7 +27,7 @@ ssize_t readOnce(int fd, char* to, std::size_t size) {
     return got;
 }
 
-/// The bytes of an opened file, which is closed; none when it could not be opened or its first read fails.
+/// The bytes of an opened file, which is closed; none when it could not be opened or a read fails.
 std::optional<std::string_view> readAndClose(int fd, KernelFile::Kind kind, std::string& buffer) {
     if (fd < 0) return std::nullopt;
     if (buffer.empty()) buffer.resize(kFirstBufferBytes);
@@ -40,7 +40,7 @@ std::optional<std::string_view> readAndClose(int fd, KernelFile::Kind kind, std:
         if (length == buffer.size()) buffer.resize(buffer.size() * 2);
         const std::size_t room = buffer.size() - length;
         const ssize_t got = readOnce(fd, buffer.data() + length, room);
-        if (got < 0 && length == 0) readable = false;
+        if (got < 0) readable = false;
         if (got <= 0) break;
         length += static_cast<std::size_t>(got);
         if (kind == KernelFile::Kind::SingleShow && static_cast<std::size_t>(got) < room) break;

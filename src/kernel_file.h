@@ -29,8 +29,8 @@ public:
 
     explicit KernelFile(std::string path, Kind kind = Kind::SingleShow);
 
-    /// The file's bytes as they are now, valid until the next call; none when it can't be opened or its first
-    /// read fails. A read that fails later yields what came before it.
+    /// The file's bytes as they are now, valid until the next call; none when it can't be opened or a read
+    /// fails, be it the last one: half a text may end with half a number.
     std::optional<std::string_view> read();
 
     const std::string& path() const { return path_; }

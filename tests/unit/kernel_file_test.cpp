@@ -1,11 +1,16 @@
 #include "kernel_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <optional>
 #include <set>
 #include <string>
 
 #include "fake_kernel.h"
+#include "temporary_directory.h"
 
 TEST(KernelPath, JoinsTheRootAndTheKernelsOwnPath) {
     EXPECT_EQ(kernelPath("/", "/proc/stat"), "/proc/stat");
@@ -41,6 +46,18 @@ TEST(KernelFile, StopsAtItsLargestSize) {
     FakeKernel kernel;
     kernel.file("/proc/stat", std::string(KernelFile::kMaxBytes + 100'000, 'x'));
     EXPECT_EQ(readKernelFile(kernel.at("/proc/stat").string())->size(), KernelFile::kMaxBytes);
+}
+
+TEST(KernelFile, ReadingThatFailsHalfwayYieldsNothing) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "stat";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    // To a pipe that is empty but still has a writer, the second read is told to try again.
+    const int writer = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(writer, 0);
+    EXPECT_EQ(write(writer, "cpu0 1", 6), 6);
+    EXPECT_EQ(readKernelFile(path, KernelFile::Kind::Records), std::nullopt);
+    close(writer);
 }
 
 TEST(KernelFile, ADirectoryInItsPlaceIsUnreadable) {
