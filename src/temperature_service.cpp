@@ -54,6 +54,11 @@ std::string findZoneInput(const std::string& directory) {
     return zone.empty() ? zone : zone + "/temp";
 }
 
+std::string findInput(const std::string& root) {
+    std::string input = findMonitorInput(kernelPath(root, "/sys/class/hwmon"));
+    return input.empty() ? findZoneInput(kernelPath(root, "/sys/class/thermal")) : input;
+}
+
 }  // namespace
 
 TemperatureService::TemperatureService(std::string root) : root_(std::move(root)) {
@@ -61,13 +66,19 @@ TemperatureService::TemperatureService(std::string root) : root_(std::move(root)
 }
 
 void TemperatureService::findHwmonPath() {
-    hwmon_path_ = findMonitorInput(kernelPath(root_, "/sys/class/hwmon"));
-    if (hwmon_path_.empty()) hwmon_path_ = findZoneInput(kernelPath(root_, "/sys/class/thermal"));
+    hwmon_path_ = findInput(root_);
+    lost_ = false;
 }
 
-std::optional<double> TemperatureService::getCPUTemperature() const {
+std::optional<double> TemperatureService::getCPUTemperature() {
     if (hwmon_path_.empty()) return std::nullopt;
+    if (lost_) {
+        std::string found = findInput(root_);
+        if (found.empty()) return std::nullopt;
+        hwmon_path_ = std::move(found);
+    }
     const auto millidegrees = readKernelInteger(hwmon_path_);
+    lost_ = !millidegrees;
     if (!millidegrees) return std::nullopt;
     return static_cast<double>(*millidegrees) / 1000.0;
 }

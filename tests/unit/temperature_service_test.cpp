@@ -170,7 +170,7 @@ TEST(TemperatureService, ReadsThousandthsOfADegree) {
     };
     FakeKernel kernel;
     addZone(kernel, "thermal_zone0", "acpitz", "1");
-    const TemperatureService service(kernel.root());
+    TemperatureService service(kernel.root());
     for (const auto& c : cases) {
         kernel.file("/sys/class/thermal/thermal_zone0/temp", c.content);
         EXPECT_EQ(service.getCPUTemperature(), c.celsius) << c.content;
@@ -180,12 +180,34 @@ TEST(TemperatureService, ReadsThousandthsOfADegree) {
 TEST(TemperatureService, ASensorThatIsGoneIsTriedAgain) {
     FakeKernel kernel;
     addZone(kernel, "thermal_zone0", "acpitz", "30000");
-    const TemperatureService service(kernel.root());
+    TemperatureService service(kernel.root());
     EXPECT_EQ(service.getCPUTemperature(), 30.0);
     kernel.remove("/sys/class/thermal");
     EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
     addZone(kernel, "thermal_zone0", "acpitz", "31000");
     EXPECT_EQ(service.getCPUTemperature(), 31.0);
+}
+
+TEST(TemperatureService, ASensorThatIsLostIsLookedForAnew) {
+    FakeKernel kernel;
+    addMonitor(kernel, "hwmon2", "coretemp");
+    kernel.file("/sys/class/hwmon/hwmon2/temp1_input", "45500\n");
+    TemperatureService service(kernel.root());
+    EXPECT_EQ(service.getCPUTemperature(), 45.5);
+    kernel.remove("/sys/class/hwmon/hwmon2");
+    EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+
+    addMonitor(kernel, "hwmon2", "nvme");  // another chip has its number now
+    kernel.file("/sys/class/hwmon/hwmon2/temp1_input", "38850\n");
+    EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+    addMonitor(kernel, "hwmon5", "coretemp");
+    kernel.file("/sys/class/hwmon/hwmon5/temp1_input", "46500\n");
+    EXPECT_EQ(service.getCPUTemperature(), 46.5);
+
+    kernel.remove("/sys/class/hwmon");
+    addZone(kernel, "thermal_zone0", "acpitz", "30000");
+    EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+    EXPECT_EQ(service.getCPUTemperature(), 30.0);
 }
 
 TEST(TemperatureService, EachSearchStartsFromNothing) {
