@@ -119,24 +119,34 @@ int CPUService::perfLevel(int number) const {
 /// A core is compared with itself, wherever its line stood: the kernel lists no core that is switched off.
 std::vector<CoreUsage> CPUService::getPerCoreUsage() {
     parseCoreTimes(stat_.read().value_or(std::string_view()), times_);
-    if (smoothed_usage_.size() < times_.size()) smoothed_usage_.resize(times_.size());
+    if (times_.empty()) {
+        has_gap_ = true;
+        return {};
+    }
 
     std::vector<CoreUsage> usages;
     usages.reserve(times_.size());
     double sum = 0;
-    auto before = prev_times_.cbegin();
-    for (std::size_t i = 0; i < times_.size(); ++i) {
-        const CpuTimes& core = times_[i];
-        while (before != prev_times_.cend() && before->number < core.number)
+    std::size_t before = 0;
+    for (const CpuTimes& core : times_) {
+        while (before < prev_times_.size() && prev_times_[before].number < core.number)
             ++before;
         double raw = 0;
-        if (before != prev_times_.cend() && before->number == core.number) raw = busyPercent(*before++, core);
-        smoothed_usage_[i] = smoothUsage(smoothed_usage_[i], raw);
+        double smoothed = 0;
+        if (before < prev_times_.size() && prev_times_[before].number == core.number) {
+            if (!has_gap_) raw = busyPercent(prev_times_[before], core);
+            smoothed = smoothed_usage_[before++];
+        }
         sum += raw;
-        usages.push_back(
-            {.id = static_cast<int>(i), .usage = smoothed_usage_[i], .perfLevel = perfLevel(core.number)});
+        usages.push_back({.id = static_cast<int>(usages.size()),
+                          .usage = smoothUsage(smoothed, raw),
+                          .perfLevel = perfLevel(core.number)});
     }
-    if (!usages.empty()) avg_usage_ = sum / static_cast<double>(usages.size());
+    avg_usage_ = sum / static_cast<double>(usages.size());
     std::swap(prev_times_, times_);
+    smoothed_usage_.clear();
+    for (const CoreUsage& core : usages)
+        smoothed_usage_.push_back(core.usage);
+    has_gap_ = false;
     return usages;
 }

@@ -29,8 +29,8 @@ public:
     explicit CPUService(std::string root = "/");
 
     /// The usage of every core since the last call, smoothed: quick to rise, slower to fall. A core that was
-    /// not there at the last call, or after a failed read, is measured from the next call on. Empty when
-    /// /proc/stat can't be read or names no core.
+    /// not there at the last call is measured from the next call on, and so are all after a failed read.
+    /// Empty when /proc/stat can't be read or names no core.
     std::vector<CoreUsage> getPerCoreUsage();
 
     /// Mean of the unsmoothed usage of all cores at the last call, percent 0..100; a call that found no core
@@ -48,10 +48,11 @@ private:
 
     std::string root_;
     KernelFile stat_;
-    std::vector<CpuTimes> prev_times_;
-    std::vector<CpuTimes> times_;  ///< of this read; kept between calls for its memory alone
-    std::vector<double> smoothed_usage_;
-    std::vector<int> perf_levels_;  ///< by the kernel's number
+    std::vector<CpuTimes> prev_times_;    ///< of the last read that found cores
+    std::vector<CpuTimes> times_;         ///< of this read; kept between calls for its memory alone
+    std::vector<double> smoothed_usage_;  ///< of the cores in prev_times_
+    bool has_gap_ = false;                ///< whether reads failed since then
+    std::vector<int> perf_levels_;        ///< by the kernel's number
     double avg_usage_ = 0;
     std::string cpu_model_;
     int total_cores_ = 0;

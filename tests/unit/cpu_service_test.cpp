@@ -339,7 +339,10 @@ TEST_F(CPUServiceTest, ACoreThatMovesUpIsStillMeasuredAgainstItself) {
     EXPECT_DOUBLE_EQ(service.getAverageUsage(), 50);
 
     stat("cpu1 200 0 0 900\ncpu2 980 0 0 220\ncpu3 150 0 0 1050\n");  // it is back, and the first is off
-    EXPECT_THAT(levelsOf(service.getPerCoreUsage()), ElementsAre(1, 0, 1));
+    const auto others = service.getPerCoreUsage();
+    EXPECT_THAT(levelsOf(others), ElementsAre(1, 0, 1));
+    EXPECT_EQ(others[0].usage, 0);
+    EXPECT_NEAR(others[1].usage, 0.95 * 90 + 0.05 * 85.5, 1e-9);
     EXPECT_DOUBLE_EQ(service.getAverageUsage(), (0 + 90 + 50) / 3.0);
 }
 
