@@ -10,7 +10,8 @@ import time
 from pathlib import Path
 
 FIXTURES = Path(__file__).resolve().parents[1] / "tests/fixtures"
-TICKS = 100  # per second
+TICKS = 100  # per second, of processes
+CORE_TICKS = 10_000  # per second: only their shares are looked at, which are then never rounded
 USER = (1000, "mara")
 PASSWD = f"root:x:0:0:root:/root:/bin/sh\n{USER[1]}:x:{USER[0]}:{USER[0]}::/home/{USER[1]}:/bin/sh\n"
 
@@ -26,7 +27,15 @@ PROCESSES = (
     (3301, "indexer", True, 0.0, 95),
 )
 GPU_PROCESSES = ((4711, 2600), (958, 310), (2040, 480), (3120, 220), (3002, 40), (2101, 130), (1311, 12))
+BYTES_BEFORE = 7_000_000_000  # that an interface has received, and sent, before the machine lives
 LOADS = (0.93, 0.31, 0.62, 0.12, 0.88, 0.22, 0.55, 0.05)  # of each core, then again from the first
+
+
+def net_dev(counted):
+    """A text of /proc/net/dev; `counted` has the bytes that each interface received and sent."""
+    lines = [f"{name:>6}: {received} 9 0 0 0 0 0 0 {sent} 9 0 0 0 0 0 0\n"
+             for name, (received, sent) in {"lo": (10, 10), **counted}.items()]
+    return "Inter-| Receive | Transmit\n face |bytes packets\n" + "".join(lines)
 
 
 class LivingMachine:
@@ -34,10 +43,13 @@ class LivingMachine:
 
     def __init__(self, root, cores=8, smt=True, gpus=1, sensor=True):
         self.root = Path(root)
-        self.cores = cores
+        self.online = list(range(cores))  # the cores that are switched on
+        self.traffic = {"wlan0": (1_340_000, 94_000), "eth0": (0, 0)}  # bytes per second: received, sent
         self._stop = threading.Event()
         self._thread = None
         self._started = time.monotonic()
+        self._counted = {}  # bytes that each interface received and sent
+        self._advanced = -1000  # seconds since the start: the machine is older than this object
         self._write("etc/passwd", PASSWD)
         self._write("proc/cpuinfo", "model name\t: Fictional CPU 8-Core @ 3.40GHz\n")
         self._write("proc/meminfo", "MemTotal: 16240000 kB\nMemFree: 3200000 kB\nMemAvailable: 9800000 kB\n"
@@ -48,7 +60,7 @@ class LivingMachine:
         if sensor:
             self._write("sys/class/hwmon/hwmon0/name", "coretemp\n")
             self._write("sys/class/hwmon/hwmon0/temp1_input", "58000\n")
-        self._write_topology(smt)
+        self._write_topology(cores, smt)
         for number in range(gpus):
             self._write_gpu(number)
         for pid, name, own, _, megabytes in PROCESSES:
@@ -67,17 +79,19 @@ class LivingMachine:
 
     def advance(self):
         """Writes the counters as they are now."""
-        seconds = 1000 + time.monotonic() - self._started
+        now = time.monotonic() - self._started
+        seconds = 1000 + now
         lines = []
-        for core in range(self.cores):
-            busy = int(LOADS[core % len(LOADS)] * seconds * TICKS)
-            lines.append(f"cpu{core} {busy} 0 0 {int(seconds * TICKS) - busy} 0 0 0 0 0 0")
+        for core in self.online:
+            busy = int(LOADS[core % len(LOADS)] * seconds * CORE_TICKS)
+            lines.append(f"cpu{core} {busy} 0 0 {int(seconds * CORE_TICKS) - busy} 0 0 0 0 0 0")
         self._write("proc/stat", "\n".join(["cpu  0 0 0 0 0 0 0 0 0 0", *lines, ""]))
-        received, sent = int(seconds * 1_340_000), int(seconds * 94_000)
-        self._write("proc/net/dev", "Inter-| Receive | Transmit\n face |bytes packets\n"
-                    "    lo: 10 1 0 0 0 0 0 0 10 1 0 0 0 0 0 0\n"
-                    f" wlan0: {received} 9 0 0 0 0 0 0 {sent} 9 0 0 0 0 0 0\n"
-                    "  eth0: 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n")
+        for name, rates in self.traffic.items():
+            before = self._counted.get(name, (BYTES_BEFORE, BYTES_BEFORE))
+            self._counted[name] = tuple(int(count + rate * (now - self._advanced))
+                                        for count, rate in zip(before, rates))
+        self._advanced = now
+        self._write("proc/net/dev", net_dev({name: self._counted[name] for name in self.traffic}))
         page = os.sysconf("SC_PAGE_SIZE")
         for pid, name, _, percent, megabytes in PROCESSES:
             ticks = int(percent / 100 * seconds * TICKS)
@@ -97,8 +111,8 @@ class LivingMachine:
         scratch.write_text(text)
         scratch.rename(target)
 
-    def _write_topology(self, smt):
-        for core in range(self.cores):
+    def _write_topology(self, cores, smt):
+        for core in range(cores):
             first = core - core % 2 if smt else core
             siblings = f"{first},{first + 1}" if smt else str(core)
             self._write(f"sys/devices/system/cpu/cpu{core}/topology/thread_siblings_list", siblings + "\n")

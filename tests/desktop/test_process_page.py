@@ -69,19 +69,21 @@ class ProcessPageCase(PopupTestCase):
         return process
 
     def rows(self, popup):
-        """All rows from top to bottom, read between two refreshes."""
-        def read():
-            first = next((widget for widget in popup.find_all("panel") if cell_texts(widget)), None)
-            if first is None:
-                return None
-            table = first.parent()
-            widgets = table.children()
-            rows = [Row(widget, texts) for widget in widgets if (texts := cell_texts(widget))]
-            ranks = [row.rank for row in rows]
-            whole = ranks == [str(i + 1) for i in range(len(widgets))] and all(row.is_whole() for row in rows)
-            return rows if whole and table.children() == widgets else None
+        """All rows from top to bottom, waited for."""
+        return popup.program.wait_for(lambda: self.present_rows(popup), "rows", 15, interval=0.1)
 
-        return popup.program.wait_for(read, "rows", 15, interval=0.1)
+    @staticmethod
+    def present_rows(popup):
+        """All rows from top to bottom, read between two refreshes; none when there are none or they change."""
+        first = next((widget for widget in popup.find_all("panel") if cell_texts(widget)), None)
+        if first is None:
+            return None
+        table = first.parent()
+        widgets = table.children()
+        rows = [Row(widget, texts) for widget in widgets if (texts := cell_texts(widget))]
+        ranks = [row.rank for row in rows]
+        whole = ranks == [str(i + 1) for i in range(len(widgets))] and all(row.is_whole() for row in rows)
+        return rows if whole and table.children() == widgets else None
 
     def row_of(self, popup, name):
         """The row of the process with this name, waited for."""
