@@ -1,13 +1,12 @@
 #include "gpu_clients.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstring>
 #include <limits>
 #include <utility>
 
 #include "kernel_file.h"
 #include "kernel_text.h"
+#include "process_record.h"
 
 namespace {
 
@@ -71,12 +70,11 @@ std::vector<GPUProcessUsage> findGpuClients(std::string_view root) {
     std::string buffer;
     KernelDirectory processes(proc);
     while (const char* const entry = processes.next()) {
-        if (*entry < '0' || *entry > '9') continue;
-        int pid = 0;
-        if (std::from_chars(entry, entry + std::strlen(entry), pid).ec != std::errc{}) continue;
+        const auto pid = parsePid(entry);
+        if (!pid) continue;
         const std::string process = proc + "/" + entry;
         const std::uint64_t kib = firstClientMemory(process, buffer);
-        if (kib > 0) clients.push_back({pid, nameOf(process, entry), kib});
+        if (kib > 0) clients.push_back({*pid, nameOf(process, entry), kib});
     }
 
     std::stable_sort(clients.begin(), clients.end(),

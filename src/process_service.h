@@ -12,6 +12,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "process_record.h"
+
 class KernelDirectory;
 
 /// One row of a process list.
@@ -47,11 +49,6 @@ public:
     ProcessLists getProcesses(Clock::time_point now = Clock::now());
 
 private:
-    /// CPU time since the process began, in clock ticks.
-    struct ProcTime {
-        std::uint64_t utime = 0, stime = 0;
-    };
-
     /// What is kept of a process from one call to the next.
     struct KnownProc {
         int pid = 0;
@@ -76,10 +73,6 @@ private:
         Slice name;
     };
 
-    struct StatRecord;
-
-    static std::optional<StatRecord> parseStat(std::string_view text);
-    static std::optional<StatRecord> parseRecord(std::string_view text);
     double cpuPercent(const ProcTime& before, const ProcTime& after, double elapsed) const;
 
     void collect(KernelDirectory& proc, double elapsed);
