@@ -1,0 +1,70 @@
+#include <unistd.h>
+
+#include "fuzz_target.h"
+#include "gpu_names.h"
+#include "gpu_service.h"
+#include "instance_lock.h"
+#include "scoped_environment.h"
+#include "temperature_service.h"
+
+namespace {
+
+void checkTemperature(const std::string& root) {
+    const auto celsius = TemperatureService(root).getCPUTemperature();
+    if (!celsius) return;
+    require(isWithin(*celsius, -0x1p63 / 1000, 0x1p63 / 1000), "a temperature is a number");
+    for (const std::string& text : {TemperatureService::formatTemperature(*celsius),
+                                    TemperatureService::menuBarTemperatureString(*celsius)}) {
+        require(text.size() <= 31 && isUtf8(text), "a temperature can be shown");
+        require(text.ends_with("°C"), "a temperature has its unit");
+    }
+}
+
+void checkCards(const std::string& root) {
+    for (const DrmCard& card : findDrmCards(root).cards)
+        require(card.slot.empty() || isPciSlot(card.slot), "only slots are handed to programs");
+    // Neither nvidia-smi nor lspci is fed here, and starting them takes longer than all else.
+    static const ScopedEnvironment no_programs({{"PATH", "/nonexistent"}});
+    fakeKernel().remove("/sys/class/drm/card1/device/uevent");
+    GPUService gpus(root);
+    const auto usages = gpus.getAllGPUUsage(false);
+    require(usages.size() == gpus.gpus().size(), "there is one sample a device");
+    for (const GPUUsage& usage : usages)
+        require(!usage.model_name.empty(), "every device has a name");
+}
+
+/// The lock file of the program, which names a process.
+void checkLock(std::string_view text) {
+    static const TemporaryDirectory directory;
+    const InstanceLock lock(directory.path().string());
+    writeFile(directory / ("Korvalune-" + std::to_string(getuid()) + ".lock"), text);
+    lock.heldByAnother();
+    lock.take();
+    require(!lock.heldByAnother(), "one's own lock holds nobody up");
+}
+
+}  // namespace
+
+/// Files that hold one value. The first text is that of all figures unless they have one of their own: a
+/// sensor, an AMD card, an Intel card with its clocks, the lock file.
+FUZZ_TARGET(one_value) {
+    const auto texts = textsOf(input);
+    const auto textOr = [&](std::size_t index, std::string_view usual) {
+        return textAt(texts, index).empty() ? usual : texts[index];
+    };
+    const std::string_view figure = texts.front();
+    FakeKernel& kernel = fakeKernel();
+    kernel.file("/sys/class/hwmon/hwmon0/temp1_input", figure)
+        .file("/sys/class/hwmon/hwmon0/name", textOr(1, "coretemp\n"))
+        .file("/sys/class/drm/card0/device/vendor", "0x8086\n")
+        .file("/sys/class/drm/card0/gt_cur_freq_mhz", figure)
+        .file("/sys/class/drm/card0/gt_max_freq_mhz", textOr(2, "1300\n"))
+        .file("/sys/class/drm/card1/device/vendor", textOr(3, "0x1002\n"))
+        .file("/sys/class/drm/card1/device/gpu_busy_percent", figure)
+        .file("/sys/class/drm/card1/device/mem_busy_percent", figure)
+        .file("/sys/class/drm/card1/device/power/runtime_status", textOr(4, "active\n"))
+        .file("/sys/class/drm/card1/device/uevent", textAt(texts, 5));
+    checkTemperature(kernel.root());
+    checkCards(kernel.root());
+    checkLock(figure);
+}
