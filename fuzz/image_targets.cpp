@@ -60,7 +60,8 @@ void checkPainted(GdkPixbuf* picture) {
     const guchar* const pixels = gdk_pixbuf_get_pixels(picture);
     for (int y = 0; y < gdk_pixbuf_get_height(picture); ++y) {
         for (int x = 0; x < gdk_pixbuf_get_width(picture); ++x) {
-            const auto* pixel = pixels + std::ptrdiff_t{y} * gdk_pixbuf_get_rowstride(picture) + 4 * x;
+            const auto* pixel =
+                pixels + std::ptrdiff_t{y} * gdk_pixbuf_get_rowstride(picture) + std::ptrdiff_t{4} * x;
             require(std::equal(wanted.begin(), wanted.end(), pixel), "a dark look's images have its colour");
         }
     }

@@ -21,6 +21,7 @@ FUZZ_TARGET(meminfo) {
     const std::string both = info.memFormatted();
     require(both.size() >= 9 && both.size() <= 25, "used and total memory are short");
     require(both.find('/') == both.rfind('/'), "used and total memory are two figures");
+    require(info.free_bytes < info.total_bytes || both.starts_with("  0M/"), "not less than nothing is used");
 
     const MemoryCounters later = parseMeminfo(std::string(input) + "\nMemTotal:  5 kB\nSwapFree:\t7 kB\n");
     require(later.total == 5 && later.swap_free == 7, "a second line replaces the first");
