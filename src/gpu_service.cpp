@@ -14,7 +14,14 @@ namespace {
 using Type = GPUInfo::Type;
 
 const char* generalName(Type type) {
+    if (type == Type::NVIDIA) return "NVIDIA GPU";
     return type == Type::AMD ? "AMD GPU" : "Intel GPU";
+}
+
+/// The device's own name in its short form, or the general one when nothing is left of that.
+std::string shownName(const std::string& name, Type type) {
+    std::string shown = shortenGPUName(name);
+    return shown.empty() ? generalName(type) : shown;
 }
 
 int clampedToInt(std::int64_t value) {
@@ -62,10 +69,8 @@ bool GPUService::updateName(Card& card, Clock::time_point deadline) {
         isAsleep(card.power_state) ? lspci_.collect(question) : lspci_.ask(question, deadline);
     if (!answer) return false;
     card.slot.clear();
-    const std::string name = nameFromLspci(answer->output);
-    if (name.empty()) return false;
-    card.info.name = shortenGPUName(name);
-    return true;
+    const std::string name = shownName(nameFromLspci(answer->output), card.info.type);
+    return std::exchange(card.info.name, name) != name;
 }
 
 void GPUService::updateNames(Clock::time_point deadline) {
@@ -78,7 +83,7 @@ void GPUService::updateNames(Clock::time_point deadline) {
 void GPUService::listGPUs() {
     gpus_.clear();
     for (const std::string& name : nvidia_.names())
-        gpus_.push_back({Type::NVIDIA, shortenGPUName(name), ""});
+        gpus_.push_back({Type::NVIDIA, shownName(name, Type::NVIDIA), ""});
     for (const Card& card : cards_)
         gpus_.push_back(card.info);
     if (gpus_.empty()) gpus_.push_back({Type::None, "No GPU detected", ""});

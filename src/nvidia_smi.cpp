@@ -26,9 +26,6 @@ constexpr std::size_t kMaxProcessName = 255;
 /// No machine has more; a program that prints something else entirely must not fill the window with it.
 constexpr std::size_t kMaxBoards = 64;
 
-/// Stands for boards whose names are not known yet.
-constexpr const char* kUnnamedBoard = "NVIDIA GPU";
-
 /// A line as C would see it: cut at `longest` bytes and before the first zero byte.
 std::string_view bounded(std::string_view line, std::size_t longest) {
     line = line.substr(0, longest);
@@ -121,7 +118,7 @@ void NvidiaSmi::detect(Clock::time_point deadline) {
     }
     const auto ours = std::count_if(devices_.begin(), devices_.end(),
                                     [](const Device& device) { return !hasForeignDriver(device.directory); });
-    names_.assign(static_cast<std::size_t>(std::max<std::ptrdiff_t>(ours, 1)), kUnnamedBoard);
+    names_.assign(static_cast<std::size_t>(std::max<std::ptrdiff_t>(ours, 1)), "");
     updateNames(deadline);
 }
 

@@ -37,14 +37,14 @@ public:
     /// Looks below `root` for the boards' power states; asks nothing yet.
     NvidiaSmi(std::string root, CommandLimits limits) : root_(std::move(root)), command_(limits) {}
 
-    /// Finds the boards. Where nvidia-smi can't be asked yet, or does not answer in time, one board with a
-    /// general name stands for them.
+    /// Finds the boards. Where nvidia-smi can't be asked yet, or does not answer in time, one board without a
+    /// name stands for them.
     void detect(Clock::time_point deadline);
 
     /// Asks again for names that are still missing; true when names() has changed.
     bool updateNames(Clock::time_point deadline);
 
-    /// The boards' full names, one per board.
+    /// The boards' full names, one per board; empty while a board's is not known.
     const std::vector<std::string>& names() const { return names_; }
 
     /// All zero while a board sleeps or nvidia-smi has no answer.

@@ -98,6 +98,13 @@ TEST_F(GPUServiceNvidiaTest, ABoardLentToAVirtualMachineMaySleep) {
     EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
 }
 
+TEST_F(GPUServiceNvidiaTest, ANvidiaBoardWithABlankNameHasAGeneralOne) {
+    programs.script("nvidia-smi", "case $1 in *=name) echo '  '; echo Board;; *) echo 45, 12, 3;; esac");
+    GPUService service(fixtureRoot("gpu-nvidia"));
+    EXPECT_THAT(names(service), ElementsAre("NVIDIA GPU", "Board"));
+    EXPECT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
+}
+
 TEST_F(GPUServiceNvidiaTest, ANvidiaBoardThatSleepsAtStartIsNamedWhenItWakesUp) {
     machine("gpu-nvidia");
     nvidiaSmi("names-two.txt", "utilization-one.txt");

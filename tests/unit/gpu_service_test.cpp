@@ -202,6 +202,8 @@ TEST_F(GPUServiceTest, WithoutLspciCardsHaveGeneralNames) {
     EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
     programs.script("lspci", "echo; echo 'VGA: Board'");
     EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
+    lspci("(rev c8)");
+    EXPECT_THAT(names(GPUService(fixtureRoot("gpu-amd"))), ElementsAre("AMD GPU"));
 }
 
 TEST_F(GPUServiceTest, ACardWithoutAUsableSlotIsNotLookedUp) {
