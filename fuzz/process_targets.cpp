@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -63,20 +66,28 @@ std::optional<std::string> plainLogin(std::string_view passwd, const std::string
     return std::nullopt;
 }
 
-void checkRow(const ProcessUsage& row) {
-    constexpr double kMost = std::numeric_limits<double>::max();
-    require(row.pid == 1 || row.pid == 22, "only what is there is listed");
-    require(isWithin(row.cpu_usage, 0, kMost), "a CPU usage is not negative");
-    require(isWithin(row.memory_mb, 0, kMost), "memory is not negative");
-    require(!row.user.empty() || row.uid == 0 || row.uid == kOwn, "a user without a login name has a number");
+/// The CPU time in a stat file, in percent of a core if it was all spent in one second.
+double cpuTimeOf(std::string_view stat) {
+    const auto record = parseStat(stat);
+    if (!record || !record->time) return 0;
+    const std::uint64_t ticks = record->time->utime + record->time->stime;
+    return static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK)) * 100;
 }
 
-void checkLists(const ProcessLists& lists) {
+void checkRow(const ProcessUsage& row, std::string_view stat) {
+    require(row.pid == 1 || row.pid == 22, "only what is there is listed");
+    require(isWithin(row.cpu_usage, 0, std::numeric_limits<double>::max()), "a CPU usage is not negative");
+    require(row.pid != 1 || row.cpu_usage <= cpuTimeOf(stat), "no process uses more time than it has");
+    require(isWithin(row.memory_mb, 0, std::numeric_limits<double>::max()), "memory is not negative");
+}
+
+void checkLists(const ProcessLists& lists, std::string_view stat) {
     for (const auto* list : {&lists.top, &lists.user}) {
         require(list->size() <= kMaxRows, "the lists are short");
         require(std::ranges::is_sorted(*list, std::greater{}, &ProcessUsage::cpu_usage),
                 "the busiest come first");
-        std::ranges::for_each(*list, checkRow);
+        for (const ProcessUsage& row : *list)
+            checkRow(row, stat);
     }
     require(std::ranges::all_of(lists.user, [](const ProcessUsage& row) { return row.uid == kOwn; }),
             "the user's list is the user's");
@@ -109,16 +120,18 @@ FUZZ_TARGET(passwd) {
     parsePid(input);
 }
 
-/// The stat and status file of a process, in turn as they are read later, then /etc/passwd.
+/// /etc/passwd, then the stat and status file of a process in turn as they are read later.
 FUZZ_TARGET(process_list) {
+    constexpr std::array kSeconds{0, 1, 1, 2};
     FakeKernel& kernel = fakeKernel();
     const auto texts = textsOf(input);
     kernel.file("/proc/22/stat", "22 (other) S 1 2 3 0 -1 0 0 0 0 0 7 8 0 0 20 0 1 0 100 4096 256 0\n")
         .file("/proc/22/status", "Name:\tother\nUid:\t1000\t1000\t1000\t1000\n")
-        .file("/etc/passwd", textAt(texts, 6));
+        .file("/etc/passwd", texts.front());
     ProcessService processes(kernel.root(), kStart, kOwn);
-    for (std::size_t i = 0; i < 3; ++i) {
-        kernel.file("/proc/1/stat", textAt(texts, 2 * i)).file("/proc/1/status", textAt(texts, 2 * i + 1));
-        checkLists(processes.getProcesses(kStart + std::chrono::seconds(i)));
+    for (std::size_t i = 0; i < kSeconds.size(); ++i) {
+        const std::string_view stat = textAt(texts, 2 * i + 1);
+        kernel.file("/proc/1/stat", stat).file("/proc/1/status", textAt(texts, 2 * i + 2));
+        checkLists(processes.getProcesses(kStart + std::chrono::seconds(kSeconds[i])), stat);
     }
 }
