@@ -23,6 +23,7 @@ void checkTemperature(const std::string& root) {
 void checkCards(const std::string& root) {
     for (const DrmCard& card : findDrmCards(root).cards)
         require(card.slot.empty() || isPciSlot(card.slot), "only slots are handed to programs");
+    require(findNvidiaDevices(root).size() <= 1, "only what is there is found");
     // Neither nvidia-smi nor lspci is fed here, and starting them takes longer than all else.
     static const ScopedEnvironment no_programs({{"PATH", "/nonexistent"}});
     fakeKernel().remove("/sys/class/drm/card1/device/uevent");
@@ -45,8 +46,8 @@ void checkLock(std::string_view text) {
 
 }  // namespace
 
-/// Files that hold one value. The first text is that of all figures unless they have one of their own: a
-/// sensor, an AMD card, an Intel card with its clocks, the lock file.
+/// Files that hold one value. The first text is that of all figures; those behind it replace the usual words
+/// around them. There are a sensor, an AMD card, an Intel card with its clocks, and the lock file.
 FUZZ_TARGET(one_value) {
     const auto texts = textsOf(input);
     const auto textOr = [&](std::size_t index, std::string_view usual) {
@@ -56,6 +57,10 @@ FUZZ_TARGET(one_value) {
     FakeKernel& kernel = fakeKernel();
     kernel.file("/sys/class/hwmon/hwmon0/temp1_input", figure)
         .file("/sys/class/hwmon/hwmon0/name", textOr(1, "coretemp\n"))
+        .file("/sys/class/thermal/thermal_zone0/temp", figure)
+        .file("/sys/class/thermal/thermal_zone0/type", textOr(6, "x86_pkg_temp\n"))
+        .file("/sys/bus/pci/devices/0000:01:00.0/vendor", "0x10de\n")
+        .file("/sys/bus/pci/devices/0000:01:00.0/class", textOr(7, "0x030000\n"))
         .file("/sys/class/drm/card0/device/vendor", "0x8086\n")
         .file("/sys/class/drm/card0/gt_cur_freq_mhz", figure)
         .file("/sys/class/drm/card0/gt_max_freq_mhz", textOr(2, "1300\n"))
