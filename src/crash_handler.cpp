@@ -23,7 +23,7 @@ constexpr std::array kSignals{SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP}
 constexpr int kMostFrames = 32;
 constexpr std::size_t kStackBytes = 131'072;
 
-std::array<char, 512> g_path;
+std::array<char, 512> g_path;     // empty: it does not fit
 std::array<char, 32> g_time;      // of the crash, UTC
 std::array<char, 8192> g_script;  // for the shell that asks the user
 
@@ -225,7 +225,10 @@ void crashHandler(int sig) {
 void CrashHandler::install() {
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
     const bool has_runtime = runtime != nullptr && *runtime != '\0';
-    std::snprintf(g_path.data(), g_path.size(), "%s/Korvalune_crash.txt", has_runtime ? runtime : "/tmp");
+    const int length =
+        std::snprintf(g_path.data(), g_path.size(), "%s/Korvalune_crash.txt", has_runtime ? runtime : "/tmp");
+    // A path cut short would name some other file of the user's.
+    if (length < 0 || static_cast<std::size_t>(length) >= g_path.size()) g_path[0] = '\0';
 
     // The first call loads the library that unwinds the stack; a crashed process can't.
     std::array<void*, 1> frame{};

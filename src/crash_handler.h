@@ -5,7 +5,7 @@ namespace CrashHandler {
 
 /// Has crashHandler() called for the first fatal signal: SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL or SIGTRAP.
 /// To be called once, before everything else. The report will be "Korvalune_crash.txt" in $XDG_RUNTIME_DIR,
-/// or in /tmp where there is none.
+/// or in /tmp where there is none; a directory whose name is too long (over 491 bytes) gets no report.
 void install();
 
 }  // namespace CrashHandler

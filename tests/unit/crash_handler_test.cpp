@@ -273,7 +273,35 @@ TEST_F(CrashHandlerTest, WhatOthersPutThereIsNotWrittenTo) {
     EXPECT_THAT(programs_.runs(), IsEmpty());
 }
 
-TEST_F(CrashHandlerTest, ADirectoryNameTooLongForItsPlaceIsNoHarm) {
+TEST_F(CrashHandlerTest, APathTooLongForItsPlaceIsNotCutShort) {
+    addDialog("");
+    const auto directoryOf = [this](std::size_t length) {
+        std::string path = runtime_.path();
+        while (length - path.size() > 200)
+            path += "/" + std::string(99, 'x');
+        path += "/" + std::string(length - path.size() - 1, 'x');
+        std::filesystem::create_directories(path);
+        return std::filesystem::path(path);
+    };
+    for (const std::size_t length : {492U, 505U, 509U}) {
+        SCOPED_TRACE(length);
+        const auto directory = directoryOf(length);
+        const auto cut = (directory / "Korvalune_crash.txt").string().substr(0, 511);
+        writeFile(cut, "precious");
+        const ScopedEnvironment environment(
+            ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", directory.string()}});
+        EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+        EXPECT_EQ(contentOf(cut), "precious");
+        EXPECT_FALSE(std::filesystem::exists(directory / "Korvalune_crash.txt"));
+    }
+    EXPECT_THAT(programs_.runs(), IsEmpty());
+    const auto longest = directoryOf(491);
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", longest.string()}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(contentOf(longest / "Korvalune_crash.txt"), StartsWith("=== Korvalune"));
+}
+
+TEST_F(CrashHandlerTest, ADirectoryNameTooLongForAnyFileIsNoHarm) {
     const ScopedEnvironment environment(
         ScopedEnvironment::Variables{{"XDG_RUNTIME_DIR", "/" + std::string(5000, 'x')}});
     EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
