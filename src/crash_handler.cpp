@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
@@ -22,6 +23,11 @@ namespace {
 constexpr std::array kSignals{SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP};
 constexpr int kMostFrames = 32;
 constexpr std::size_t kStackBytes = 131'072;
+constexpr unsigned kPatienceSeconds = 3;
+
+/// The thread that writes the report; 0 until the first fatal signal.
+std::atomic<pid_t> g_reporter;
+static_assert(std::atomic<pid_t>::is_always_lock_free);
 
 std::array<char, 512> g_path;     // empty: it does not fit
 std::array<char, 32> g_time;      // of the crash, UTC
@@ -40,6 +46,35 @@ constexpr DialogTexts kEnglish{"Korvalune - Can you describe when the error occu
                                "Don't send"};
 constexpr DialogTexts kGerman{"Korvalune - Können Sie beschreiben, wann der Fehler aufgetreten ist?",
                               "Absturzbericht senden", "Nicht senden"};
+
+struct sigaction handlerAction(int flags) {
+    struct sigaction action {};
+    action.sa_handler = crashHandler;
+    action.sa_flags = flags | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    return action;
+}
+
+void dieBy(int sig) {
+    signal(sig, SIG_DFL);
+    raise(sig);
+}
+
+/// Whether this is the first fatal signal. If another thread was first, its report is waited for: that
+/// thread ends the process. Not for ever, as it may be waiting for a lock that this one holds.
+bool isFirst(int sig) {
+    pid_t reporter = 0;
+    if (g_reporter.compare_exchange_strong(reporter, gettid())) {
+        // The next thread that dies by the same signal has to get here too instead of ending the process.
+        const struct sigaction again = handlerAction(0);
+        sigaction(sig, &again, nullptr);
+        return true;
+    }
+    if (reporter == gettid()) return false;  // the handler itself has crashed
+    for (unsigned left = kPatienceSeconds; left > 0;)
+        left = sleep(left);
+    return false;
+}
 
 const char* signalName(int sig) {
     switch (sig) {
@@ -208,10 +243,9 @@ void wr(int fd, const char* text) {
 }
 
 void crashHandler(int sig) {
-    signal(sig, SIG_DFL);
-    const int fd = openReport();
+    const int fd = isFirst(sig) ? openReport() : -1;
     if (fd < 0) {
-        raise(sig);
+        dieBy(sig);
         return;
     }
     readTime();
@@ -219,7 +253,7 @@ void crashHandler(int sig) {
     close(fd);
     // fork() would wait for the heap's lock, which this very thread may hold.
     if (_Fork() == 0) askUser(sig);
-    raise(sig);
+    dieBy(sig);
 }
 
 void CrashHandler::install() {
@@ -239,10 +273,7 @@ void CrashHandler::install() {
     stack.ss_size = g_stack.size();
     sigaltstack(&stack, nullptr);
 
-    struct sigaction action {};
-    action.sa_handler = crashHandler;
-    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_ONSTACK;
-    sigemptyset(&action.sa_mask);
+    const struct sigaction action = handlerAction(static_cast<int>(SA_RESETHAND));
     for (const int sig : kSignals)
         sigaction(sig, &action, nullptr);
 }

@@ -12,7 +12,9 @@ void install();
 
 /// The signal handler. Writes the report (mode 0600, replacing an older one), leaves the dialog to a child
 /// and ends the process by `sig` without waiting for it. Where no report can be written there is no dialog.
-/// Calls nothing that takes a lock: the crash may have come from within malloc().
+/// Calls nothing that takes a lock: the crash may have come from within malloc(). Only the first signal is
+/// reported. A thread that crashes meanwhile waits for the end, three seconds at most, then ends the process
+/// by its own signal; a crash of the handler itself ends it at once.
 void crashHandler(int sig);
 
 /// Writes a whole text to a descriptor, "(null)" for a null one; gives up when a write fails or writes

@@ -5,13 +5,17 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -19,6 +23,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "exhaust_stack.h"
@@ -59,6 +64,38 @@ std::vector<std::string> linesOf(const std::string& text) {
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     return lines;
+}
+
+/// For the crash of a child: whoever reads the environment, as the handler does in the middle of its report,
+/// is held in `hold` before it can go on.
+struct HeldEnvironment {
+    char** page = nullptr;
+    std::size_t bytes = 0;
+    std::function<void()> hold;
+    std::atomic<bool> read = false;
+} g_held;
+
+void holdEnvironmentReads(std::function<void()> hold) {
+    std::size_t entries = 1;  // the null at the end
+    for (char** entry = environ; *entry != nullptr; ++entry)
+        ++entries;
+    g_held.bytes = entries * sizeof(char*);
+    g_held.page = static_cast<char**>(
+        mmap(nullptr, g_held.bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    std::copy_n(environ, entries, g_held.page);
+    g_held.hold = std::move(hold);
+    signal(SIGSEGV, [](int) {
+        g_held.read = true;
+        g_held.hold();
+        mprotect(g_held.page, g_held.bytes, PROT_READ);
+    });
+    mprotect(g_held.page, g_held.bytes, PROT_NONE);
+    environ = g_held.page;
+}
+
+void awaitEnvironmentRead() {
+    while (!g_held.read)
+        sched_yield();
 }
 
 class CrashHandlerTest : public testing::Test {
@@ -236,12 +273,58 @@ TEST_F(CrashHandlerTest, ABrokenHeapIsReported) {
 #endif
 
 TEST_F(CrashHandlerTest, OnlyTheFirstSignalIsReported) {
+    for (const int second : {SIGBUS, SIGABRT}) {
+        SCOPED_TRACE(second);
+        addDialog("");
+        programs_.forgetRuns();
+        EXPECT_EQ(signalOfCrash([&] {
+                      std::atomic<bool> second_comes = false;
+                      std::thread([&] {
+                          awaitEnvironmentRead();
+                          second_comes = true;
+                          raise(second);
+                      }).detach();
+                      holdEnvironmentReads([&] {
+                          while (!second_comes)
+                              sched_yield();
+                          poll(nullptr, 0, 200);
+                      });
+                      raise(SIGABRT);
+                  }),
+                  SIGABRT);
+        EXPECT_THAT(report(), MatchesRegex("=== Korvalune Crash Report ===\n[^=]*\nSignal: SIGABRT "
+                                           "[^=]*\n=== End Report ===\n\nUser description:\n\n"));
+        EXPECT_THAT(programs_.runs(), testing::Contains(StartsWith("zenity ")).Times(1));
+    }
+}
+
+TEST_F(CrashHandlerTest, AReportThatHangsDoesNotKeepTheProgramAlive) {
     EXPECT_EQ(signalOfCrash([] {
-                  raise(SIGSEGV);
-                  writeFile(std::getenv("XDG_RUNTIME_DIR") + std::string("/survived"), "");
+                  alarm(kPatienceMs / 1000);
+                  std::thread([] {
+                      awaitEnvironmentRead();
+                      raise(SIGBUS);
+                  }).detach();
+                  holdEnvironmentReads([] {
+                      for (;;)
+                          pause();
+                  });
+                  raise(SIGABRT);
+              }),
+              SIGBUS);
+}
+
+TEST_F(CrashHandlerTest, AFaultOfTheHandlerItselfEndsTheProgram) {
+    addDialog("");
+    EXPECT_EQ(signalOfCrash([] {
+                  alarm(kPatienceMs / 1000);
+                  environ = reinterpret_cast<char**>(alignof(char*));
+                  raise(SIGABRT);
               }),
               SIGSEGV);
-    EXPECT_FALSE(std::filesystem::exists(runtime_ / "survived"));
+    EXPECT_THAT(report(), StartsWith("=== Korvalune"));
+    EXPECT_THAT(report(), HasSubstr("\nSignal: SIGABRT (Abort) (6)\n"));
+    EXPECT_THAT(programs_.runs(), IsEmpty());
 }
 
 // Places that are not fit for a report
