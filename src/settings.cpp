@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr std::size_t kMostColorBytes = 1024;
+
 const char* boolText(bool value) {
     return value ? "true" : "false";
 }
@@ -170,7 +172,8 @@ void Settings::setColor(MenuBarItemType type, const std::string& hex) {
 
 std::string Settings::hexColor(MenuBarItemType type) const {
     const auto custom = custom_colors_.find(itemTypeToString(type));
-    if (custom != custom_colors_.end()) return custom->second;
+    // The panel asks for each of its items, time and again; a settings file may hold a colour of megabytes.
+    if (custom != custom_colors_.end()) return custom->second.substr(0, kMostColorBytes);
     const auto standard = defaultColors().find(type);
     return standard != defaultColors().end() ? standard->second : "#FFFFFF";
 }

@@ -58,7 +58,8 @@ public:
     void moveItem(int from, int to);
     void setColor(MenuBarItemType type, const std::string& hex);
 
-    /// The colour to draw a reading with: the user's, else the default one, else white.
+    /// The colour to draw a reading with: the user's, of which 1 KiB counts, else the default one, else
+    /// white.
     std::string hexColor(MenuBarItemType type) const;
 
     /// Saves, then writes or removes the desktop entry (see autostart.h).

@@ -97,6 +97,17 @@ TEST_F(PanelLabelTest, ItemsRepeatedWithoutEndAreCutOff) {
     EXPECT_EQ(segments().size(), 256U);
 }
 
+TEST_F(PanelLabelTest, AnEndlessColourIsNotCopiedIntoEveryItem) {
+    settings->custom_colors_["cpuPercent"] = "#123456" + std::string(1'000'000, ' ');
+    settings->items_.assign(256, {MenuBarItemType::CpuPercent, true});
+    std::size_t bytes = 0;
+    for (const LabelSegment& segment : segments()) {
+        EXPECT_THAT(segment.color_hex, testing::StartsWith("#123456 "));
+        bytes += segment.color_hex.size();
+    }
+    EXPECT_LE(bytes, 256U * 1024);
+}
+
 TEST_F(PanelLabelTest, AnUnknownItemIsSkipped) {
     settings->items_ = {{static_cast<MenuBarItemType>(7), true}};
     EXPECT_THAT(segments(), IsEmpty());
