@@ -22,7 +22,7 @@ constexpr std::size_t kPathBytes = 256;
 /// the start up; a file of another user may name any process to keep us from starting, and one with a second
 /// name may be somebody's document, linked here to be overwritten.
 int openRegular(const char* path, int flags) {
-    const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+    const int fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
     if (fd < 0) return -1;
     struct stat status {};
     if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&

@@ -67,7 +67,7 @@ std::uint8_t* putRow(std::uint8_t* to, const std::uint32_t* pixels, std::size_t 
 
 /// A descriptor of a file that did not exist before; -1 when there can be none.
 int createNew(const char* path) {
-    const auto create = [&] { return open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); };
+    const auto create = [&] { return open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644); };
     const int fd = create();
     if (fd >= 0 || errno != EEXIST || unlink(path) != 0) return fd;
     return create();

@@ -77,6 +77,13 @@ TEST_F(InstanceLockTest, TakingWritesThePidAndNothingElse) {
     EXPECT_FALSE(fs::exists(lock.path()));
 }
 
+TEST_F(InstanceLockTest, OthersMayNotWriteToItWhateverTheUmask) {
+    const mode_t before = umask(0);
+    lock.take();
+    umask(before);
+    EXPECT_EQ(fs::status(lock.path()).permissions(), fs::perms(0644));
+}
+
 TEST_F(InstanceLockTest, TakingReplacesLongerContent) {
     write(std::string(500, '9'));
     lock.take();

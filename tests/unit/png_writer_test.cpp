@@ -164,13 +164,15 @@ TEST_F(PngWriterFile, IsNewOrReplaced) {
     expectWritten();
 }
 
-TEST_F(PngWriterFile, HasTheUsualPermissions) {
-    const mode_t mask = umask(022);
-    EXPECT_TRUE(writer.write(image.get(), path));
-    umask(mask);
-    struct stat status {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0644U);
+TEST_F(PngWriterFile, IsWritableForItsOwnerAlone) {
+    for (const mode_t mask : {022U, 0U}) {
+        const mode_t before = umask(mask);
+        EXPECT_TRUE(writer.write(image.get(), path));
+        umask(before);
+        struct stat status {};
+        ASSERT_EQ(stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0644U);
+    }
 }
 
 TEST_F(PngWriterFile, NeverGoesThroughALink) {
