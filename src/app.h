@@ -38,7 +38,8 @@ public:
     /// Whether our windows are to be dark: as the settings say, or as the desktop does while they leave it to
     /// the desktop.
     bool resolveDark() const;
-    /// What the desktop prefers; may block for up to half a second.
+    /// What the desktop prefers; blocks while the portal thinks, for up to half a second once the bus is
+    /// reached.
     static bool systemPrefersDark();
     /// Decides anew and dresses all windows.
     void applyTheme();

@@ -5,8 +5,9 @@
 /// Whether the desktop prefers dark windows, and how our own windows get their look. Needs a display; main
 /// thread only. Without a session bus, or with nobody on it who knows, GTK's settings decide, silently.
 
-/// Asks the desktop's settings portal, which may block for up to 500 ms; where it has no preference, the
-/// user's GTK settings.
+/// Asks the desktop's settings portal, which has 500 ms to answer; where it has no preference, the user's GTK
+/// settings. The first call connects to the session bus, without a limit of time: a bus that takes the
+/// connection and never answers holds it up.
 bool desktopPrefersDark();
 
 /// Gives all our windows the dark or the light look: style sheet, GTK's own widgets and the images shown.
