@@ -24,6 +24,7 @@ constexpr std::array kSignals{SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP}
 constexpr int kMostFrames = 32;
 constexpr std::size_t kStackBytes = 131'072;
 constexpr unsigned kPatienceSeconds = 3;
+constexpr int kReportDescriptor = 3;  // in the dialog's script
 
 /// The thread that writes the report; 0 until the first fatal signal.
 std::atomic<pid_t> g_reporter;
@@ -128,7 +129,8 @@ void readTime() {
 /// The report's file, empty and readable by its owner alone; -1 without one. The place may be open to
 /// everybody: what others have put there is not written to.
 int openReport() {
-    const int fd = open(g_path.data(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = open(g_path.data(), kFlags, 0600);
     if (fd < 0) return -1;
     struct stat status {};
     if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
@@ -203,27 +205,31 @@ private:
     std::size_t end_ = 0;
 };
 
+/// What the shell is to do. It knows the report by a descriptor only: while the user writes, somebody else's
+/// file may come to bear its name. The programs that it starts do not get the descriptor.
 const char* dialogScript(int sig) {
     const DialogTexts& texts = speaksGerman() ? kGerman : kEnglish;
     Script script;
     script.add("DESC=$(zenity --text-info --editable --title=").addQuoted(texts.title);
     script.add(" --width=500 --height=250 --ok-label=").addQuoted(texts.ok);
-    script.add(" --cancel-label=").addQuoted(texts.cancel).add(" </dev/null 2>/dev/null) || exit 0\n");
-    script.add("REPORT=").addQuoted(g_path.data()).add("\n");
-    script.add("printf '\\nUser description:\\n%s\\n' \"$DESC\" >>\"$REPORT\"\n");
+    script.add(" --cancel-label=").addQuoted(texts.cancel).add(" </dev/null 2>/dev/null 3>&-) || exit 0\n");
+    script.add("printf '\\nUser description:\\n%s\\n' \"$DESC\" >&3\n");
     script.add("SUBJECT='Korvalune Crash: ").add(signalName(sig)).add(" - ").add(g_time.data()).add("'\n");
     script.add(
         "quote() { python3 -c 'import sys, urllib.parse as parse; "
-        "sys.stdout.write(parse.quote(sys.stdin.buffer.read()))' 2>/dev/null; }\n"
-        "BODY=$(quote <\"$REPORT\")\n"
+        "sys.stdout.write(parse.quote(sys.stdin.buffer.read()))' 2>/dev/null 3>&-; }\n"
+        "BODY=$(quote </proc/self/fd/3)\n"
         "SUBJ=$(printf %s \"$SUBJECT\" | quote)\n");
     script.add("xdg-open ").addQuoted("mailto:").addQuoted(maker::kSupport);
-    script.add("\"?subject=$SUBJ&body=$BODY\" >/dev/null 2>&1 || true\n");
+    script.add("\"?subject=$SUBJ&body=$BODY\" >/dev/null 2>&1 3>&- || true\n");
     return script.text();
 }
 
 /// In the child. The dialog finds the graphical session by the environment, which it inherits as it is.
-[[noreturn]] void askUser(int sig) {
+[[noreturn]] void askUser(int sig, int report) {
+    // The only one of the program's descriptors that stays open.
+    if (report == kReportDescriptor) fcntl(report, F_SETFD, 0);
+    if (report != kReportDescriptor && dup2(report, kReportDescriptor) < 0) _exit(0);
     if (const char* const script = dialogScript(sig))
         execl("/bin/bash", "bash", "-c", script, static_cast<char*>(nullptr));
     _exit(0);
@@ -250,9 +256,8 @@ void crashHandler(int sig) {
     }
     readTime();
     writeReport(fd, sig);
-    close(fd);
     // fork() would wait for the heap's lock, which this very thread may hold.
-    if (_Fork() == 0) askUser(sig);
+    if (_Fork() == 0) askUser(sig, fd);
     dieBy(sig);
 }
 

@@ -442,6 +442,57 @@ TEST_F(CrashHandlerTest, WhatTheUserAgreesToSendIsTheWholeReport) {
     EXPECT_FALSE(programs_.exists("hurt"));
 }
 
+TEST_F(CrashHandlerTest, WhatTakesTheReportsNameMeanwhileIsNeitherWrittenNorSent) {
+    addDialog("description");
+    writeFile(runtime_ / "precious", "precious");
+    const std::string report_name = reportPath();
+    addProgram("zenity", "mv " + report_name + " " + report_name + ".moved; ln -s precious " + report_name +
+                             "; cat description");
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_EQ(contentOf(runtime_ / "precious"), "precious");
+    const std::string sent = contentOf(report_name + ".moved");
+    EXPECT_THAT(sent, testing::EndsWith("\n\nUser description:\ndescription\n"));
+    const auto arguments = argumentsOf("xdg-open");
+    ASSERT_EQ(arguments.size(), 1U);
+    EXPECT_EQ(decoded(arguments[0].substr(arguments[0].find("&body=") + 6)), sent);
+}
+
+TEST_F(CrashHandlerTest, TheWordsFollowWhateverTheReportHoldsByThen) {
+    addDialog("description");
+    addProgram("zenity", "echo newer >" + reportPath().string() + "; cat description");
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_EQ(report(), "newer\n\nUser description:\ndescription\n");
+}
+
+TEST_F(CrashHandlerTest, OnlyTheShellGetsTheReportsDescriptor) {
+    const std::string note = "for fd in /proc/$$/fd/[1-9]*; do readlink $fd; done >>files\n";
+    addDialog("description");
+    addProgram("zenity", note + "cat description; readlink /proc/$PPID/fd/* >shell");
+    addProgram("xdg-open", note);
+    programs_.script("python3", note + "exec /usr/bin/python3 \"$@\"");
+    const auto report_files = [this](const char* name) {
+        return std::ranges::count(linesOf(contentOf(programs_.path() + "/" + name)), reportPath().string());
+    };
+    // Whatever number it has in the program.
+    for (const int number : {STDIN_FILENO, 3, 20}) {
+        EXPECT_EQ(signalOfCrash([&] {
+                      const std::string ours = programs_.path() + "/ours";
+                      const int fd = open(ours.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+                      for (int below = 0; below < number; ++below)
+                          if (fcntl(below, F_GETFD) < 0) dup3(fd, below, O_CLOEXEC);
+                      close(number);
+                      raise(SIGSEGV);
+                  }),
+                  SIGSEGV);
+        EXPECT_THAT(report(), testing::EndsWith("\n\nUser description:\ndescription\n"));
+        EXPECT_EQ(report_files("shell"), 1);
+    }
+    EXPECT_THAT(programs_.runs(), testing::SizeIs(3 * 4));
+    EXPECT_EQ(report_files("files"), 0);
+    for (const char* const name : {"shell", "files"})
+        EXPECT_THAT(contentOf(programs_.path() + "/" + name), testing::Not(HasSubstr("/ours\n")));
+}
+
 TEST_F(CrashHandlerTest, WithoutConsentNothingIsSent) {
     addDialog("never mind", 1);
     EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
