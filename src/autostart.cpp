@@ -1,14 +1,12 @@
 #include "autostart.h"
 
-#include <unistd.h>
-
-#include <array>
-#include <cstddef>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "child_process.h"
+#include "own_program.h"
 #include "user_file.h"
 
 namespace {
@@ -17,17 +15,17 @@ namespace fs = std::filesystem;
 
 constexpr const char* kProgram = "Korvalune";
 
-/// Where this program was started from; its bare name where that can not be told.
-std::string ownPath() {
-    std::array<char, 1023> path{};
-    const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-    return length > 0 ? std::string(path.data(), static_cast<std::size_t>(length)) : kProgram;
+/// Whether a desktop entry can hold it: a line break would begin another line of the entry.
+bool fitsOnALine(const std::string& path) {
+    return std::ranges::none_of(path, [](unsigned char c) { return c < 0x20 || c == 0x7f; });
 }
 
 }  // namespace
 
 std::string autostartCommand() {
-    return programOnPath(kProgram) ? kProgram : ownPath();
+    const std::string path = ownProgramPath();
+    const bool nameable = !path.empty() && fitsOnALine(path);
+    return programOnPath(kProgram) || !nameable ? kProgram : path;
 }
 
 void setAutostartEntry(bool enable) {

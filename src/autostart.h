@@ -9,5 +9,6 @@
 /// write goes unnoticed.
 void setAutostartEntry(bool enable);
 
-/// What the entry starts: "Korvalune" where the search path has such a program, else this program's own path.
+/// What the entry starts: "Korvalune" where the search path has such a program, or this program's own path
+/// can not be told or holds control characters; else that path.
 std::string autostartCommand();

@@ -11,6 +11,7 @@
 
 #include "cairo_handles.h"
 #include "color.h"
+#include "own_program.h"
 #include "theme.h"
 #include "user_file.h"
 
@@ -30,15 +31,8 @@ std::string directoryOf(const std::string& path) {
     return path.substr(0, path.rfind('/') == std::string::npos ? 0 : path.rfind('/'));
 }
 
-std::string ownExecutable() {
-    char* target = g_file_read_link("/proc/self/exe", nullptr);
-    std::string path = target ? target : "";
-    g_free(target);
-    return path;
-}
-
 const std::string& iconDirectory() {
-    static const std::string directory = findIconDirectory(ownExecutable());
+    static const std::string directory = findIconDirectory(ownProgramPath());
     return directory;
 }
 

@@ -12,17 +12,19 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <string>
+
+#include "own_program.h"
 
 namespace {
 
 constexpr long kShortestWaitMs = 300;
-constexpr const char* kOwnProgram = "/proc/self/exe";
 constexpr int kFirstAfterStdio = 3;
 
 /// All that the child needs. It is made before the fork: other threads may hold any lock at that moment, so
 /// that the child can use nothing but system calls.
 struct Successor {
-    std::array<char, 1024> path{};  ///< of the program, ends with a zero byte
+    std::string path = ownProgramPath();
     std::array<char*, 2> arguments{path.data(), nullptr};
     std::array<int, 2> pipe{-1, -1};  ///< its writing end stays open for as long as this process lives
     int last_descriptor = 0;
@@ -30,7 +32,7 @@ struct Successor {
     bool prepare() {
         constexpr long kMost = 1L << 20;
         last_descriptor = static_cast<int>(std::clamp(sysconf(_SC_OPEN_MAX), 256L, kMost));
-        return readlink(kOwnProgram, path.data(), path.size() - 1) > 0 && pipe2(pipe.data(), O_CLOEXEC) == 0;
+        return !path.empty() && pipe2(pipe.data(), O_CLOEXEC) == 0;
     }
 };
 
@@ -71,7 +73,7 @@ void waitForEndOf(int pipe) {
     waitForEndOf(reading);
     signal(SIGPIPE, SIG_DFL);  // ignored by GIO, which the new program would inherit
     execv(successor.path.data(), successor.arguments.data());
-    // Replaced or moved meanwhile, or a path too long to be read whole: the file that runs is still there.
+    // Removed or moved meanwhile: the file that runs is still there.
     execv(kOwnProgram, successor.arguments.data());
     _exit(1);
 }

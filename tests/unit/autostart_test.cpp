@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include "forked_child.h"
 #include "scoped_environment.h"
@@ -13,6 +16,18 @@ namespace {
 
 namespace fs = std::filesystem;
 using Variables = ScopedEnvironment::Variables;
+
+constexpr const char* kCommandVariable = "KORVALUNE_TEST_COMMAND";
+constexpr const char* kDeletedVariable = "KORVALUNE_TEST_DELETED";
+
+/// A copy of the test program writes down, before main(), what its own autostart entry would start.
+const bool kWroteItsCommand = [] {
+    const char* const file = std::getenv(kCommandVariable);
+    if (file == nullptr) return false;
+    if (std::getenv(kDeletedVariable) != nullptr) fs::remove(fs::read_symlink("/proc/self/exe"));
+    writeFile(file, autostartCommand());
+    _exit(0);
+}();
 
 }  // namespace
 
@@ -45,6 +60,31 @@ TEST_F(AutostartTest, TheEntryStartsTheProgramHidden) {
 TEST_F(AutostartTest, AProgramOutsideTheSearchPathIsNamedInFull) {
     setAutostartEntry(true);
     EXPECT_THAT(contentOf(entry_), testing::HasSubstr("\nExec=" + own_path_ + "\n"));
+}
+
+TEST_F(AutostartTest, TheProgramsPathIsNamedOnlyWhereTheEntryCanHoldIt) {
+    const auto commandOf = [this](const fs::path& program) {
+        const ScopedEnvironment environment(Variables{{kCommandVariable, (home_ / "command").string()}});
+        EXPECT_EQ(std::system(("'" + program.string() + "'").c_str()), 0);
+        return contentOf(home_ / "command");
+    };
+    fs::path program = home_ / "program";
+    const auto rename = [&](const char* name) {
+        fs::rename(program, home_ / name);
+        program = home_ / name;
+    };
+    fs::copy_file(own_path_, program);
+    EXPECT_EQ(commandOf(program), program);
+    for (const char* const broken : {"a\nb", "a\x7f"}) {
+        rename(broken);
+        EXPECT_EQ(commandOf(program), "Korvalune");
+    }
+    rename("program (deleted)");
+    EXPECT_EQ(commandOf(program), program);
+    rename("program");
+    const ScopedEnvironment environment(Variables{{kDeletedVariable, ""}});
+    EXPECT_EQ(commandOf(program), program);
+    EXPECT_FALSE(fs::exists(program));
 }
 
 TEST_F(AutostartTest, SearchesAsTheShellDoes) {
