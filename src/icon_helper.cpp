@@ -61,7 +61,7 @@ CairoSurface decode(std::string_view png) {
 }
 
 GdkPixbuf* loadPicture(const char* name) {
-    const auto png = readUserFile(iconDirectory() + "/" + name + ".png");
+    const auto png = readRegularFile(iconDirectory() + "/" + name + ".png");
     if (!png || !hasSensibleSize(*png)) return nullptr;
     const CairoSurface surface = decode(*png);
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) return nullptr;

@@ -1,5 +1,7 @@
 #include "settings.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -14,6 +16,7 @@
 namespace {
 
 constexpr std::size_t kMostColorBytes = 1024;
+constexpr const char* kFallbackDirectory = "/tmp/Korvalune";
 
 const char* boolText(bool value) {
     return value ? "true" : "false";
@@ -44,7 +47,7 @@ std::string Settings::configDir() {
     if (xdg != nullptr && *xdg != '\0') return std::string(xdg) + "/Korvalune";
     const char* const home = std::getenv("HOME");
     if (home != nullptr) return std::string(home) + "/.config/Korvalune";
-    return "/tmp/Korvalune";
+    return kFallbackDirectory;
 }
 
 const std::unordered_map<MenuBarItemType, std::string>& Settings::defaultColors() {
@@ -56,12 +59,20 @@ const std::unordered_map<MenuBarItemType, std::string>& Settings::defaultColors(
     return colors;
 }
 
+std::string Settings::directory() const {
+    return std::filesystem::path(config_path_).parent_path();
+}
+
+bool Settings::directoryIsSafe() const {
+    return directory() != kFallbackDirectory || isPrivateDirectory(kFallbackDirectory);
+}
+
 void Settings::load() {
     items_.clear();
-    const auto text = readUserFile(config_path_);
+    const auto text = directoryIsSafe() ? readUserFile(config_path_) : std::nullopt;
     if (!text) {
         std::error_code unknown;
-        unread_ = std::filesystem::exists(config_path_, unknown);
+        unread_ = directoryIsSafe() && std::filesystem::exists(config_path_, unknown);
         ensureAllTypes();
         return;
     }
@@ -124,11 +135,16 @@ std::string Settings::fileText() const {
 }
 
 bool Settings::save() {
-    std::filesystem::create_directories(std::filesystem::path(config_path_).parent_path());
-    if (std::exchange(unread_, false)) keepUnreadFile(config_path_);
-    const bool written = replaceUserFile(config_path_, fileText());
+    if (directory() == kFallbackDirectory) mkdir(kFallbackDirectory, 0700);
+    std::filesystem::create_directories(directory());
+    const bool written = directoryIsSafe() && writeFile();
     if (on_change) on_change();
     return written;
+}
+
+bool Settings::writeFile() {
+    if (std::exchange(unread_, false)) keepUnreadFile(config_path_);
+    return replaceUserFile(config_path_, fileText());
 }
 
 void Settings::ensureAllTypes() {

@@ -33,7 +33,9 @@ public:
     /// Reads the file in configDir(); writes nothing.
     Settings();
 
-    /// $XDG_CONFIG_HOME/Korvalune, else $HOME/.config/Korvalune, else /tmp/Korvalune. Need not exist.
+    /// $XDG_CONFIG_HOME/Korvalune, else $HOME/.config/Korvalune, else /tmp/Korvalune. Need not exist. The
+    /// last one, which anybody may have made, is used only if it is this user's and nobody else may write to
+    /// it.
     static std::string configDir();
 
     /// The colours an item has before the user chooses one. The core bars have none: they show the load.
@@ -69,6 +71,10 @@ private:
     void loadLine(std::string_view line, std::string& section);
     void loadGeneral(std::string_view key, std::string_view value);
     std::string fileText() const;
+    std::string directory() const;
+    /// Whether nobody else decides what lies in the directory.
+    bool directoryIsSafe() const;
+    bool writeFile();
     bool isIndex(int index) const;
 
     bool unread_ = false;  ///< there is a file that load() could not read

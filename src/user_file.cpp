@@ -39,9 +39,13 @@ private:
     int fd_;
 };
 
-/// The file a chain of symbolic links ends at; none when it never ends.
+/// The file a chain of symbolic links ends at; none when it never ends, or one of them is neither this user's
+/// nor root's: it may have been planted to have another file overwritten.
 std::optional<fs::path> finalTarget(fs::path path) {
     for (int links = 0; links <= kMaxLinks; ++links) {
+        struct stat status = {};
+        const bool link = lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+        if (link && status.st_uid != geteuid() && status.st_uid != 0) return std::nullopt;
         std::error_code no_link;
         const fs::path target = fs::read_symlink(path, no_link);
         if (no_link) return path;
@@ -91,7 +95,7 @@ bool writeTemporary(const fs::path& path, const std::optional<struct stat>& old,
 
 }  // namespace
 
-std::optional<std::string> readUserFile(const std::string& path) {
+std::optional<std::string> readRegularFile(const std::string& path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
     if (!file.open() || fstat(file.get(), &status) != 0) return std::nullopt;
@@ -106,6 +110,18 @@ std::optional<std::string> readUserFile(const std::string& path) {
         if (got > 0) content.append(chunk.data(), static_cast<std::size_t>(got));
     }
     return std::nullopt;
+}
+
+std::optional<std::string> readUserFile(const std::string& path) {
+    const auto target = finalTarget(path);
+    return target ? readRegularFile(*target) : std::nullopt;
+}
+
+bool isPrivateDirectory(const std::string& path) {
+    constexpr mode_t kWritableForOthers = S_IWGRP | S_IWOTH;
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & kWritableForOthers) == 0;
 }
 
 void keepUnreadFile(const std::string& path) {

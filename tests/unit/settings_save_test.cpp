@@ -2,14 +2,18 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "forked_child.h"
+#include "own_disk.h"
 #include "settings.h"
 #include "settings_fixture.h"
 
@@ -173,6 +177,57 @@ TEST_F(SettingsSaveTest, ALinkedFileIsWrittenWhereItIs) {
     Settings().save();
     EXPECT_TRUE(fs::is_symlink(file_));
     EXPECT_EQ(contentOf(home_ / "dotfiles/korvalune"), kDefaultFile);
+}
+
+// Without a home directory, in a /tmp of one's own
+
+TEST_F(SettingsSaveTest, TheDirectoryBelowTmpIsMadeForThisUserAlone) {
+    const ScopedEnvironment no_home(
+        ScopedEnvironment::Variables{{"HOME", std::nullopt}, {"XDG_CONFIG_HOME", std::nullopt}});
+    const auto passed = passesWithOwnMounts([] {
+        mountEmptyDisk("/tmp", "mode=1777");
+        umask(0);
+        EXPECT_TRUE(Settings().save());
+        EXPECT_EQ(fs::status("/tmp/Korvalune").permissions(), fs::perms(0700));
+        EXPECT_EQ(contentOf("/tmp/Korvalune/settings.conf"), kDefaultFile);
+        writeFile("/tmp/Korvalune/settings.conf", "[general]\ntheme=dark\n");
+        EXPECT_EQ(Settings().theme_, "dark");
+    });
+    if (!passed) GTEST_SKIP() << "nothing may be mounted here";
+    EXPECT_TRUE(*passed);
+}
+
+TEST_F(SettingsSaveTest, WhatOthersMayHavePutBelowTmpIsNeitherReadNorWritten) {
+    const ScopedEnvironment no_home(
+        ScopedEnvironment::Variables{{"HOME", std::nullopt}, {"XDG_CONFIG_HOME", std::nullopt}});
+    const fs::path directory = "/tmp/Korvalune";
+    std::vector<std::function<void()>> plants{
+        [&] { fs::permissions(directory, fs::perms(0702)); },
+        [&] { fs::permissions(directory, fs::perms(0720)); },
+        [&] {
+            fs::rename(directory, "/tmp/elsewhere");
+            fs::create_symlink("elsewhere", directory);
+        },
+    };
+    if (geteuid() == 0) plants.emplace_back([&] { ASSERT_EQ(chown(directory.c_str(), 12345, 0), 0); });
+    const auto passed = passesWithOwnMounts([&] {
+        for (const auto& plant : plants) {
+            mountEmptyDisk("/tmp", "mode=1777");
+            writeFile(directory / "settings.conf", "[general]\ntheme=dark\n");
+            fs::permissions(directory, fs::perms(0700));
+            EXPECT_EQ(Settings().theme_, "dark");
+            plant();
+            Settings settings;
+            EXPECT_EQ(settings.theme_, "auto");
+            int told = 0;
+            settings.on_change = [&] { ++told; };
+            EXPECT_FALSE(settings.save());
+            EXPECT_EQ(told, 1);
+            EXPECT_EQ(contentOf(directory / "settings.conf"), "[general]\ntheme=dark\n");
+        }
+    });
+    if (!passed) GTEST_SKIP() << "nothing may be mounted here";
+    EXPECT_TRUE(*passed);
 }
 
 // Changes

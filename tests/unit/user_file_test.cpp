@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -12,12 +11,12 @@
 
 #include <array>
 #include <chrono>
-#include <fstream>
 #include <random>
 #include <string>
 #include <thread>
 
 #include "forked_child.h"
+#include "own_disk.h"
 #include "temporary_directory.h"
 
 namespace {
@@ -29,18 +28,6 @@ mode_t modeOf(const fs::path& path) {
     struct stat status = {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0);
     return status.st_mode & 07777;
-}
-
-/// Lets this process mount what no other one sees; users other than root become one to themselves for it.
-bool enterOwnMounts() {
-    if (unshare(CLONE_NEWNS) == 0) return true;
-    const std::string user = std::to_string(geteuid());
-    const std::string group = std::to_string(getegid());
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-    std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-    return geteuid() == 0;
 }
 
 }  // namespace
@@ -56,7 +43,7 @@ protected:
         if (geteuid() != 0) return;
         for (const fs::path& path : {directory_.path(), path_}) {
             if (!fs::exists(path)) continue;
-            ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+            ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
         }
     }
 };
@@ -204,6 +191,36 @@ TEST_F(UserFileTest, FollowsLinksAndKeepsThem) {
     EXPECT_THAT(directory_.names(), ElementsAre("elsewhere", "file", "second"));
 }
 
+TEST_F(UserFileTest, AnotherUsersLinkIsNotFollowed) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+    fs::create_directory(directory_ / "elsewhere");
+    fs::create_symlink("second", path_);
+    fs::create_symlink("elsewhere/target", directory_ / "second");
+    writeFile(directory_ / "elsewhere/target", "old");
+    for (const char* const name : {"file", "second"}) {
+        const fs::path planted = directory_ / name;
+        ASSERT_EQ(lchown(planted.c_str(), 12345, 12345), 0);
+        EXPECT_EQ(readUserFile(path_), std::nullopt);
+        EXPECT_EQ(readRegularFile(path_), "old");
+        EXPECT_FALSE(replace("new"));
+        EXPECT_EQ(contentOf(path_), "old");
+        keepUnreadFile(path_);
+        EXPECT_EQ(contentOf(path_), "old");
+        ASSERT_EQ(lchown(planted.c_str(), 0, 0), 0);
+    }
+    EXPECT_TRUE(replace("new"));
+    // Root's links are followed by everybody.
+    giveToNobody();
+    ASSERT_EQ(chown((directory_ / "elsewhere").c_str(), kNobody, kNobody), 0);
+    ASSERT_EQ(chown((directory_ / "elsewhere/target").c_str(), kNobody, kNobody), 0);
+    EXPECT_TRUE(passesInChild([&] {
+        dropPrivileges();
+        EXPECT_EQ(readUserFile(path_), "new");
+        EXPECT_TRUE(replace("newer"));
+    }));
+    EXPECT_EQ(contentOf(path_), "newer");
+}
+
 TEST_F(UserFileTest, FollowsAsManyLinksAsTheKernel) {
     const auto chain = [&](int links) {
         const fs::path base = directory_ / std::to_string(links);
@@ -302,11 +319,8 @@ TEST_F(UserFileTest, WithoutDescriptorsTheOldFileStays) {
 }
 
 TEST_F(UserFileTest, AFullDiskLeavesTheOldFile) {
-    const auto mountSmallDisk = [&] {
-        return enterOwnMounts() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("tmpfs", directory_.path().c_str(), "tmpfs", 0, "size=64k,mode=0777") == 0;
-    };
-    const auto passes = passesInChildAfter(mountSmallDisk, [&] {
+    const auto passed = passesWithOwnMounts([&] {
+        mountEmptyDisk(directory_.path(), "size=64k,mode=0777");
         EXPECT_TRUE(replace("old"));
         EXPECT_FALSE(replace(std::string(100'000, 'x')));
         EXPECT_EQ(contentOf(path_), "old");
@@ -314,8 +328,8 @@ TEST_F(UserFileTest, AFullDiskLeavesTheOldFile) {
         EXPECT_TRUE(replace("new"));
         EXPECT_EQ(contentOf(path_), "new");
     });
-    if (!passes) GTEST_SKIP() << "no disk of one's own may be mounted here";
-    EXPECT_TRUE(*passes);
+    if (!passed) GTEST_SKIP() << "no disk of one's own may be mounted here";
+    EXPECT_TRUE(*passed);
 }
 
 TEST_F(UserFileTest, WhatAKilledSaveLeftGoesAwayWithTheNext) {
