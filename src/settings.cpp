@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include "autostart.h"
 #include "kernel_text.h"
@@ -143,8 +142,8 @@ bool Settings::save() {
 }
 
 bool Settings::writeFile() {
-    if (std::exchange(unread_, false)) keepUnreadFile(config_path_);
-    return replaceUserFile(config_path_, fileText());
+    if (unread_ && keepUnreadFile(config_path_)) unread_ = false;
+    return !unread_ && replaceUserFile(config_path_, fileText());
 }
 
 void Settings::ensureAllTypes() {

@@ -46,7 +46,8 @@ public:
     void load();
 
     /// Writes the whole file, then calls on_change. Returns whether the file was written: one that can't be
-    /// stays as it is. A directory that can't be made throws std::filesystem::filesystem_error instead.
+    /// stays as it is, as does one that could not be read and can't be moved aside. A directory that can't be
+    /// made throws std::filesystem::filesystem_error instead.
     bool save();
 
     /// Adds the readings that items_ lacks at its end, switched on.

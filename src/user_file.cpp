@@ -84,13 +84,38 @@ bool writeAll(int fd, std::string_view content) {
     return true;
 }
 
-/// Makes the temporary file whole and safe on the disk.
-bool writeTemporary(const fs::path& path, const std::optional<struct stat>& old, std::string_view content) {
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    Descriptor file(open(path.c_str(), kFlags, old ? 0600 : 0666));
-    if (!file.open()) return false;
+/// Gives a new file its content, safe on the disk.
+bool complete(Descriptor& file, const std::optional<struct stat>& old, std::string_view content) {
     if (old) takeOver(file.get(), *old);
     return writeAll(file.get(), content) && fsync(file.get()) == 0 && file.close();
+}
+
+/// Whether a directory refused a new file because of what it is, not because the disk is full.
+bool refusesNewFiles(int error) {
+    return error == EACCES || error == EPERM || error == EROFS;
+}
+
+/// From the file's start to its new end.
+bool overwrite(int fd, std::string_view content) {
+    return lseek(fd, 0, SEEK_SET) == 0 && writeAll(fd, content) &&
+           ftruncate(fd, static_cast<off_t>(content.size())) == 0 && fsync(fd) == 0;
+}
+
+/// For a file that nothing can be renamed to. Only this user's own one, with no other name: where somebody
+/// else owns the directory, it may be another file of the user's. When the new content does not fit on the
+/// disk the old one, whose place it still has, is put back.
+bool writeInPlace(const fs::path& path, std::string_view content) {
+    const auto old = readRegularFile(path);
+    if (!old) return false;
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file.open() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_uid != geteuid() || status.st_nlink != 1) {
+        return false;
+    }
+    if (overwrite(file.get(), content)) return true;
+    overwrite(file.get(), *old);
+    return false;
 }
 
 }  // namespace
@@ -124,12 +149,12 @@ bool isPrivateDirectory(const std::string& path) {
            (status.st_mode & kWritableForOthers) == 0;
 }
 
-void keepUnreadFile(const std::string& path) {
+bool keepUnreadFile(const std::string& path) {
     const auto target = finalTarget(path);
-    if (!target) return;
+    if (!target) return false;
     const Existing existing = inspect(*target);
-    if (existing.file && existing.replaceable)
-        rename(target->c_str(), (target->native() + ".unread").c_str());
+    if (!existing.replaceable) return false;
+    return !existing.file || rename(target->c_str(), (target->native() + ".unread").c_str()) == 0;
 }
 
 bool replaceUserFile(const std::string& path, std::string_view content) {
@@ -140,8 +165,12 @@ bool replaceUserFile(const std::string& path, std::string_view content) {
 
     const fs::path temporary = target->parent_path() / kTemporaryName;
     unlink(temporary.c_str());
-    if (writeTemporary(temporary, existing.file, content) && rename(temporary.c_str(), target->c_str()) == 0)
-        return true;
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    Descriptor file(open(temporary.c_str(), kFlags, existing.file ? 0600 : 0666));
+    if (!file.open()) return refusesNewFiles(errno) && writeInPlace(*target, content);
+    const bool whole = complete(file, existing.file, content);
+    if (whole && rename(temporary.c_str(), target->c_str()) == 0) return true;
+    const bool mounted = whole && errno == EBUSY;  // a file of its own in another directory's tree
     unlink(temporary.c_str());
-    return false;
+    return mounted && writeInPlace(*target, content);
 }

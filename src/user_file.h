@@ -18,14 +18,18 @@ std::optional<std::string> readUserFile(const std::string& path);
 bool isPrivateDirectory(const std::string& path);
 
 /// Moves a file that readUserFile() could not read, but replaceUserFile() would replace, to the same name
-/// with ".unread" behind it: what it holds may be all that the user has.
-void keepUnreadFile(const std::string& path);
+/// with ".unread" behind it: what it holds may be all that the user has. Returns whether its place is free
+/// now.
+bool keepUnreadFile(const std::string& path);
 
 /// Puts `content` in the place of a file, in a directory that exists. However the program ends meanwhile,
 /// killed or with the disk full, the file holds either its old content or the new one, whole.
 ///
 /// A symbolic link stays one and its target, which need not exist, is written; one that is neither this
 /// user's nor root's is not followed. The mode is kept, and the owner if the system permits; a new file gets
-/// the usual mode. A file that may not be written, or is no regular one, stays as it is. For one writing
-/// process at a time. Returns whether the new content is in place.
+/// the usual mode. A file that may not be written, or is no regular one, stays as it is.
+///
+/// Where the directory takes no new file, or the file is a mount of its own, this user's own file is written
+/// in place: a full disk leaves its old content, but a kill may cut it short. For one writing process at a
+/// time. Returns whether the new content is in place.
 bool replaceUserFile(const std::string& path, std::string_view content);

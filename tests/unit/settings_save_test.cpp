@@ -145,6 +145,26 @@ TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadIsKeptBesideTheNewOne) {
     EXPECT_EQ(contentOf(kept), "[general]\ntheme=dark\n");
 }
 
+TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadNorMovedStays) {
+    writeFile(file_, "[general]\ntheme=dark\n");
+    const auto passed = passesWithOwnMounts([&] {
+        ASSERT_EQ(mount(file_.c_str(), file_.c_str(), nullptr, MS_BIND, nullptr), 0);
+        rlimit before{};
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        Settings settings;
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        EXPECT_EQ(settings.theme_, "auto");
+        EXPECT_FALSE(settings.save());
+        EXPECT_FALSE(settings.save());
+        EXPECT_EQ(contentOf(file_), "[general]\ntheme=dark\n");
+        EXPECT_TRUE(Settings().save()) << "readable again";
+    });
+    if (!passed) GTEST_SKIP() << "nothing may be mounted here";
+    EXPECT_TRUE(*passed);
+}
+
 TEST_F(SettingsSaveTest, AFileThatCameLaterIsReplaced) {
     Settings settings;
     writeFile(file_, "[general]\n");

@@ -204,7 +204,7 @@ TEST_F(UserFileTest, AnotherUsersLinkIsNotFollowed) {
         EXPECT_EQ(readRegularFile(path_), "old");
         EXPECT_FALSE(replace("new"));
         EXPECT_EQ(contentOf(path_), "old");
-        keepUnreadFile(path_);
+        EXPECT_FALSE(keepUnreadFile(path_));
         EXPECT_EQ(contentOf(path_), "old");
         ASSERT_EQ(lchown(planted.c_str(), 0, 0), 0);
     }
@@ -276,18 +276,60 @@ TEST_F(UserFileTest, AReadOnlyFileStaysAsItIs) {
     EXPECT_THAT(directory_.names(), ElementsAre("file"));
 }
 
-TEST_F(UserFileTest, AReadOnlyDirectoryStaysAsItIs) {
+TEST_F(UserFileTest, WhereTheDirectoryTakesNoNewFileTheFileItselfIsWritten) {
     writeFile(path_, "old");
+    ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
+    writeFile(directory_ / "readonly", "old");
+    ASSERT_EQ(chmod((directory_ / "readonly").c_str(), 0444), 0);
+    writeFile(directory_ / "two names", "old");
+    fs::create_hard_link(directory_ / "two names", directory_ / "second name");
+    writeFile(directory_ / "another's", "old");
     giveToNobody();
+    for (const char* const name : {"readonly", "two names"}) {
+        if (geteuid() == 0) {
+            ASSERT_EQ(chown((directory_ / name).c_str(), 65534, 65534), 0);
+        }
+    }
+    ASSERT_EQ(chmod((directory_ / "another's").c_str(), 0666), 0);
     fs::permissions(directory_.path(), fs::perms(0555));
+    const bool root = geteuid() == 0;
     EXPECT_TRUE(passesInChild([&] {
         dropPrivileges();
-        EXPECT_FALSE(replace("new"));
-        EXPECT_FALSE(replaceUserFile(directory_ / "another", "new"));
+        for (const std::string& content : {std::string(10'000, 'x'), std::string("new")}) {
+            EXPECT_TRUE(replace(content));
+            EXPECT_EQ(contentOf(path_), content);
+        }
+        EXPECT_FALSE(replaceUserFile(directory_ / "missing", "new"));
+        EXPECT_FALSE(replaceUserFile(directory_ / "readonly", "new"));
+        EXPECT_FALSE(replaceUserFile(directory_ / "two names", "new"));
+        if (root) {
+            EXPECT_FALSE(replaceUserFile(directory_ / "another's", "new"));
+        }
     }));
     fs::permissions(directory_.path(), fs::perms(0755));
-    EXPECT_EQ(contentOf(path_), "old");
-    EXPECT_THAT(directory_.names(), ElementsAre("file"));
+    EXPECT_EQ(modeOf(path_), 0640U);
+    for (const char* const name : {"readonly", "two names", "another's"})
+        EXPECT_EQ(contentOf(directory_ / name), "old") << name;
+    EXPECT_THAT(directory_.names(), ElementsAre("another's", "file", "readonly", "second name", "two names"));
+}
+
+TEST_F(UserFileTest, AFileThatIsAMountIsWrittenInPlace) {
+    writeFile(path_, "");
+    fs::create_directory(directory_ / "disk");
+    const auto passed = passesWithOwnMounts([&] {
+        mountEmptyDisk(directory_ / "disk", "size=64k");
+        writeFile(directory_ / "disk/mounted", std::string(5000, 'o'));
+        ASSERT_EQ(mount((directory_ / "disk/mounted").c_str(), path_.c_str(), nullptr, MS_BIND, nullptr), 0);
+        EXPECT_FALSE(replace(std::string(100'000, 'x'))) << "more than its disk holds";
+        EXPECT_EQ(contentOf(path_), std::string(5000, 'o'));
+        for (const std::string& content : {std::string(10'000, 'x'), std::string("new")}) {
+            EXPECT_TRUE(replace(content));
+            EXPECT_EQ(contentOf(directory_ / "disk/mounted"), content);
+        }
+        EXPECT_THAT(directory_.names(), ElementsAre("disk", "file"));
+    });
+    if (!passed) GTEST_SKIP() << "nothing may be mounted here";
+    EXPECT_TRUE(*passed);
 }
 
 // Saves cut short
@@ -329,6 +371,17 @@ TEST_F(UserFileTest, AFullDiskLeavesTheOldFile) {
         EXPECT_EQ(contentOf(path_), "new");
     });
     if (!passed) GTEST_SKIP() << "no disk of one's own may be mounted here";
+    EXPECT_TRUE(*passed);
+}
+
+TEST_F(UserFileTest, ADiskWithoutRoomForAnotherFileLeavesTheOldOne) {
+    const auto passed = passesWithOwnMounts([&] {
+        mountEmptyDisk(directory_.path(), "nr_inodes=2");
+        writeFile(path_, "old");
+        EXPECT_FALSE(replace("new"));
+        EXPECT_EQ(contentOf(path_), "old");
+    });
+    if (!passed) GTEST_SKIP() << "nothing may be mounted here";
     EXPECT_TRUE(*passed);
 }
 
