@@ -54,6 +54,7 @@ class PrivateSession:
     def __init__(self, environment=None):
         self.extra_environment = environment or {}
         self.bus = None  # Gio.DBusConnection to the private session bus
+        self._bus_process = None
         self.environment = {}  # what programs in this session are started with
         self._processes = []
         self._log = None
@@ -175,11 +176,27 @@ class PrivateSession:
 
     def _start_bus(self):
         """Services that the bus starts on demand inherit its environment: all of it must be set by now."""
-        address = self._first_line(["dbus-daemon", "--session", "--nofork", "--print-address"])
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={self.runtime}/bus"
+        self.start_bus()
+
+    def start_bus(self):
+        """A new bus at the session's address, whose old one is gone."""
+        address = self.environment["DBUS_SESSION_BUS_ADDRESS"]
+        self._first_line(["dbus-daemon", "--session", "--nofork", "--print-address", f"--address={address}"])
+        self._bus_process = self._processes[-1]
         flags = Gio.DBusConnectionFlags
         self.bus = Gio.DBusConnection.new_for_address_sync(
             address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+
+    def stop_bus(self):
+        """Kills the session bus as a crash would."""
+        self._bus_process = self._kill(self._bus_process)
+
+    def stop_accessible_bus(self):
+        """Kills the bus of the widgets, with its services; the next program to ask for it gets a new one."""
+        for pid in self._marked_processes():
+            if b"at-spi" in Path(f"/proc/{pid}/cmdline").read_bytes():
+                os.kill(pid, signal.SIGKILL)
 
     # ---- asking ----
 

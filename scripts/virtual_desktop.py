@@ -43,6 +43,7 @@ class VirtualDesktop(PrivateSession):
         self.size = size
         self.monitor = monitor  # the part of the screen that can be seen, as (x, y, width, height); none: all
         self.window_manager = window_manager
+        self._display_process = None
         self._panel_process = None
         self._watcher_process = None
 
@@ -50,6 +51,7 @@ class VirtualDesktop(PrivateSession):
         if self.panel != "none":
             self._write_panel_settings()
         self.environment["DISPLAY"] = ":" + self._first_line(self._x_server())
+        self._display_process = self._processes[-1]
         if self.monitor:
             self._place_monitor(*self.monitor)
         self._start_bus()
@@ -76,6 +78,10 @@ class VirtualDesktop(PrivateSession):
     def restart_panel(self, with_watcher=False):
         self.stop_panel(with_watcher)
         self.start_panel()
+
+    def stop_display(self):
+        """Kills the X server, as the last thing before the desktop ends."""
+        self._display_process = self._kill(self._display_process)
 
     def pointer(self, x, y, *actions):
         """Moves the pointer there; further words are xdotool's, such as "click", "1"."""

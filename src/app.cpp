@@ -10,6 +10,7 @@
 #include "l10n.h"
 #include "panel_label.h"
 #include "popup_placement.h"
+#include "restart.h"
 #include "theme.h"
 
 namespace {
@@ -163,6 +164,10 @@ void App::onPortalSettingChanged(GDBusConnection* /*connection*/, const char* /*
     if (isDesktopLookChange(parameters) && app->settings_->theme_ == "auto") app->applyTheme();
 }
 
+void App::onBusReturned() {
+    if (restartAfterEnd()) gtk_main_quit();
+}
+
 PopupWindow& App::popup() {
     if (!popup_) popup_ = std::make_unique<PopupWindow>(*system_info_, *settings_);
     return *popup_;
@@ -195,6 +200,8 @@ std::vector<App::LabelSegment> App::buildSegments() const {
 }
 
 void App::renderLabelIcon() {
+    // Nobody would see it, and the library behind the indicator would complain each time.
+    if (bus_watch_.lost()) return;
     const auto segments = buildSegments();
     app_indicator_set_label(indicator_, segments.empty() ? "Korvalune" : "", "");
     if (segments.empty()) return;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bus_watch.h"
 #include "panel_image.h"
 #include "png_writer.h"
 #include "popup_window.h"
@@ -54,6 +55,7 @@ private:
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
     void watchSystemTheme();
+    static void onBusReturned();
     static void onPortalSettingChanged(GDBusConnection* connection, const char* sender, const char* path,
                                        const char* interface, const char* signal, GVariant* parameters,
                                        gpointer self);
@@ -65,6 +67,7 @@ private:
     static void onShowSettings(GtkMenuItem* item, gpointer self);
     static void onQuit(GtkMenuItem* item, gpointer data);
 
+    BusWatch bus_watch_{onBusReturned};
     std::unique_ptr<Settings> settings_;
     std::unique_ptr<SystemInfo> system_info_;
     std::unique_ptr<PopupWindow> popup_;  ///< null until it is first opened

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cairo_handles.h"
+#include "descriptors.h"
 #include "icon_helper.h"
 #include "theme.h"
 
@@ -17,6 +18,7 @@ constexpr const char* kPortalSettings = "org.freedesktop.portal.Settings";
 constexpr const char* kLookNamespace = "org.freedesktop.appearance";
 constexpr const char* kLookKey = "color-scheme";
 constexpr int kPortalPatienceMs = 500;
+constexpr int kDescriptorsNeeded = 4;  // to wait for an answer
 
 constexpr const char* kPreferDark = "gtk-application-prefer-dark-theme";
 constexpr const char* kDesktopValue = "korvalune-desktop-prefers-dark";  // attached to the GTK settings
@@ -25,6 +27,7 @@ using Variant = std::unique_ptr<GVariant, FreeWith<g_variant_unref>>;
 
 /// The portal's answer, freed of the variants around it; null when there is none.
 Variant portalColorScheme() {
+    if (!descriptorsLeft(kDescriptorsNeeded)) return nullptr;
     GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
     if (!bus) return nullptr;
     const Variant reply(g_dbus_connection_call_sync(bus, kPortalName, kPortalPath, kPortalSettings, "Read",
