@@ -117,9 +117,9 @@ class DesktopTestCase(unittest.TestCase):
         self.settings_file.unlink(missing_ok=True)
         self.addCleanup(LOCK_FILE.unlink, missing_ok=True)
 
-    def start(self, environment=None, settings=None, machine=None):
-        """Starts the program, on a tree of kernel files if one is given; at the test's end it is ended and
-        its output looked through."""
+    def start(self, environment=None, settings=None, machine=None, launcher=()):
+        """Starts the program, on a tree of kernel files if one is given, through a command that becomes it if
+        one is given; at the test's end it is ended and its output looked through."""
         if settings is not None:
             self.settings_file.parent.mkdir(exist_ok=True)
             content = settings if isinstance(settings, bytes) else settings.encode()
@@ -127,7 +127,7 @@ class DesktopTestCase(unittest.TestCase):
         # A warning of GTK or GLib stops the program at once instead of passing unnoticed.
         variables = {"G_DEBUG": None if self.expected_output else "fatal-warnings", **(environment or {})}
         command = binary_on(machine) if machine else [binary()]
-        program = Program(self.desktop, command, variables)
+        program = Program(self.desktop, [*launcher, *command], variables)
         self.addCleanup(self.check_output, program)
         self.addCleanup(program.end)
         return program

@@ -138,11 +138,11 @@ class PopupTestCase(DesktopTestCase):
         width, height = self.desktop.size
         self.desktop.pointer(width // 2, height // 2)  # the panel lights up under it
 
-    def start_ready(self, environment=None, settings=None, machine=None):
+    def start_ready(self, **start):
         """A started program whose menu can be used; it ends the one that was started before."""
         if self.program:
             self.program.end()
-        self.program = program = self.start(environment, settings, machine)
+        self.program = program = self.start(**start)
         program.item()
         program.wait_for(lambda: self.menu_texts(program)[-1:] == ["Quit"], "the menu")
         return program
