@@ -42,6 +42,7 @@ public:
         sigemptyset(&usual);
         sigaddset(&usual, SIGPIPE);  // ignored by many libraries, which a child would inherit
         sigaddset(&usual, SIGCHLD);
+        sigaddset(&usual, SIGXFSZ);  // by the program itself
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setsigdefault(&attributes_, &usual);

@@ -202,10 +202,8 @@ void ItemRows::onToggled(GtkToggleButton* check, gpointer self) {
     const bool active = gtk_toggle_button_get_active(check);
     const auto index = static_cast<std::size_t>(numberOf(check, "idx"));
     if (index >= settings.items_.size()) return;
-    const bool before = std::exchange(settings.items_[index].enabled, active);
-    if (quietly([&] { settings.save(); })) return;
-    settings.items_[index].enabled = before;
-    setActiveSilently(check, before, self);
+    settings.items_[index].enabled = active;
+    quietly([&] { settings.save(); });
 }
 
 gboolean ItemRows::drawColorDot(GtkWidget* dot, cairo_t* context, gpointer /*data*/) {

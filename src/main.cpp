@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     lock.take();
     signal(SIGTERM, cleanup);
     signal(SIGINT, cleanup);
+    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow further is one more that can't be written
 
     auto app = std::make_unique<App>();
     app->run();

@@ -2,42 +2,11 @@
 
 import os
 import signal
-import time
 import unittest
-from pathlib import Path
 
 from desktop_test_case import LOCK_FILE, START_SECONDS, DesktopTestCase, wait_until
 from popup_test_case import Popup, PopupTestCase
-
-IDLE_SECONDS = 3
-
-
-class Watched:
-    """What the kernel tells about a program while the buses may be silent."""
-
-    def __init__(self, pid):
-        self.pid = int(pid)
-        self._proc = Path(f"/proc/{self.pid}")
-
-    def lives(self):
-        return self._proc.exists() and self._fields()[0] != "Z"
-
-    def descriptors(self):
-        return len(list((self._proc / "fd").iterdir()))
-
-    def spins(self):
-        """Whether it takes more than half of a processor for some seconds."""
-        before = self._ticks()
-        time.sleep(IDLE_SECONDS)
-        return self._ticks() - before > IDLE_SECONDS / 2 * os.sysconf("SC_CLK_TCK")
-
-    def _ticks(self):
-        user, system = self._fields()[11:13]
-        return int(user) + int(system)
-
-    def _fields(self):
-        return (self._proc / "stat").read_text().rpartition(")")[2].split()
-
+from watched import Watched
 
 class SessionBus(PopupTestCase):
     desktop_options = {"window_manager": "openbox"}  # which needs no bus
