@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "desktop_look.h"
 #include "image_directory.h"
@@ -11,6 +12,7 @@
 #include "panel_label.h"
 #include "popup_placement.h"
 #include "restart.h"
+#include "text_style.h"
 #include "theme.h"
 
 namespace {
@@ -208,12 +210,13 @@ void App::renderLabelIcon() {
 
     if (!panel_metrics_) panel_metrics_ = detectPanelMetrics();
     cairo_surface_t* surface = panel_image_.draw(segments, system_info_->core_usages, *panel_metrics_);
-    const bool written = surface && png_writer_.write(surface, icon_path_);
+    const bool before = std::exchange(written_, surface && png_writer_.write(surface, icon_path_));
+    if (written_ && !before) forgetFonts();  // what kept files from being written may have kept fonts unread
 
     // The indicator's host looks at the picture again only when its name changes.
     const std::string name = kImageNames[++icon_counter_ % 2];
     const std::string target = imagePath(name);
-    const bool replaced = written && std::rename(icon_path_.c_str(), target.c_str()) == 0;
+    const bool replaced = written_ && std::rename(icon_path_.c_str(), target.c_str()) == 0;
     // A name without a picture would leave the panel's slot blank, and in a directory that others may write
     // to the picture may be theirs.
     if (!replaced && !isOwnFile(target)) return;

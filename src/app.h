@@ -83,4 +83,5 @@ private:
     PngWriter png_writer_;
     std::optional<PanelMetrics> panel_metrics_;  ///< looked up at the first drawing, then kept
     unsigned icon_counter_ = 0;                  ///< images written
+    bool written_ = true;                        ///< the last one could be
 };

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <numbers>
-#include <utility>
 
 #include "color.h"
 #include "color_button.h"

@@ -39,6 +39,13 @@ void useLetterForms(gpointer label_or_cell) {
     g_object_set(label_or_cell, "attributes", list.get(), nullptr);
 }
 
+void forgetFonts() {
+    auto* const fonts = PANGO_CAIRO_FONT_MAP(pango_cairo_font_map_get_default());
+    const double resolution = pango_cairo_font_map_get_resolution(fonts);
+    pango_cairo_font_map_set_resolution(fonts, resolution + 1);  // which drops all of them
+    pango_cairo_font_map_set_resolution(fonts, resolution);
+}
+
 TextAttributes::TextAttributes(const TextStyle& style) : list_(pango_attr_list_new()) {
     const auto add = [this](PangoAttribute* attribute) { pango_attr_list_insert(list_.get(), attribute); };
     add(pango_attr_size_new(style.points * PANGO_SCALE));

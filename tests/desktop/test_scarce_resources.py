@@ -183,6 +183,15 @@ class Descriptors(SettingsCase):
             self.choose(program, "CPU")
             popup.find("label", HAS_CORES)
             program.wait_for(lambda: descriptors(program) <= before, f"{before} descriptors", 5)
+            drawn_after = self.help_page(popup)
+        popup = self.open_page("CPU", settings="[general]\ntheme=dark\n")
+        self.assertTrue(drawn_after.matches(self.help_page(popup)), "letters whose font could not be opened are drawn")
+
+    def help_page(self, popup):
+        self.choose(popup.program, "Help")
+        popup.wait_for_label("Help")
+        time.sleep(1)  # it is drawn
+        return popup.picture(*popup.rested())
 
 
 class Memory(DesktopTestCase):
