@@ -159,20 +159,19 @@ class Descriptors(SettingsCase):
 
     def test_without_any_it_goes_on_and_recovers(self):
         with SettingsPortal(self.desktop, LIGHT) as portal:
-            popup = self.open_page("CPU")
-            program = self.program
-            popup.find("label", HAS_CORES)
+            program = self.start_ready()
             program.wait_for_strip()
             before = descriptors(program)
 
             limit(program, resource.RLIMIT_NOFILE, 4)
+            popup = self.open_page("CPU", program=program)
             popup.find("label", "CPU Cores (0)")
-            self.assertTrue(self.desktop.strip_shows())
             portal.set_scheme(DARK)  # the answer can't be waited for
-            popup.wait_dark(False)
             for page in PAGES:
                 self.choose(program, page)
                 popup.wait_for_label(page)
+            popup.wait_dark(False)
+            self.assertTrue(self.desktop.strip_shows())
             self.assertFalse(Watched(program.process.pid).spins())
 
             limit(program, resource.RLIMIT_NOFILE, None)
@@ -183,15 +182,17 @@ class Descriptors(SettingsCase):
             self.choose(program, "CPU")
             popup.find("label", HAS_CORES)
             program.wait_for(lambda: descriptors(program) <= before, f"{before} descriptors", 5)
-            drawn_after = self.help_page(popup)
+            recovered = self.page_headings(popup)
         popup = self.open_page("CPU", settings="[general]\ntheme=dark\n")
-        self.assertTrue(drawn_after.matches(self.help_page(popup)), "letters whose font could not be opened are drawn")
+        self.assertTrue(recovered.matches(self.page_headings(popup)), "fonts that could not be opened are opened again")
 
-    def help_page(self, popup):
-        self.choose(popup.program, "Help")
-        popup.wait_for_label("Help")
+    def page_headings(self, popup):
+        """The top of a page that draws with several fonts."""
+        self.choose(popup.program, "Settings")
+        popup.wait_for_label("Settings")
         time.sleep(1)  # it is drawn
-        return popup.picture(*popup.rested())
+        place = popup.rested()
+        return popup.picture(place.x, place.y, place.width, 80)
 
 
 class Memory(DesktopTestCase):

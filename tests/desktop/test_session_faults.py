@@ -56,6 +56,24 @@ class SessionBus(PopupTestCase):
         self.assertEqual(len(self.desktop.items()), 1)
 
 
+class LateBus(DesktopTestCase):
+    desktop_options = {"window_manager": "openbox"}
+    expected_output = (r"libayatana-appindicator-WARNING .*Unable to get the session bus",
+                       r"LIBDBUSMENU-GLIB-WARNING .*Unable to get session bus",
+                       r"dbind-WARNING .*Couldn't connect to accessibility bus")
+
+    def test_the_strip_comes_with_the_bus(self):
+        self.desktop.stop_bus()
+        self.desktop.stop_panel()
+        program = self.start()
+        program.next_image()
+        self.desktop.start_bus()
+        self.assertEqual(program.process.wait(START_SECONDS), 0)
+        self.addCleanup(lambda: os.kill(int(LOCK_FILE.read_text()), signal.SIGTERM))
+        self.desktop.start_panel()
+        wait_until(self.desktop.strip_shows, START_SECONDS, "the strip in the panel", interval=0.25)
+
+
 class Logout(DesktopTestCase):
     desktop_options = {"panel": "none", "window_manager": "none"}
 

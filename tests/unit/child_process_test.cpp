@@ -145,19 +145,22 @@ TEST(ChildProcess, LeavesNoDescriptorBehindAndHandsNoneOn) {
 
 TEST(ChildProcess, GivesTheProgramItsUsualSignals) {
     FakePrograms programs;
-    programs.script("tool", "kill -PIPE $$; echo survived");
-    sigset_t pipe_signal;
-    sigset_t mask_before;
-    sigemptyset(&pipe_signal);
-    sigaddset(&pipe_signal, SIGPIPE);
-    const auto handler_before = signal(SIGPIPE, SIG_IGN);
-    const Outcome despite_ignoring = runToEnd({"tool"});
-    sigprocmask(SIG_BLOCK, &pipe_signal, &mask_before);
-    const Outcome despite_blocking = runToEnd({"tool"});
-    sigprocmask(SIG_SETMASK, &mask_before, nullptr);
-    signal(SIGPIPE, handler_before);
-    EXPECT_EQ(despite_ignoring.exit_status, 128 + SIGPIPE);
-    EXPECT_EQ(despite_blocking.exit_status, 128 + SIGPIPE);
+    programs.script("tool", "kill -$1 $$; echo survived");
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        const ChildProcess::Arguments tool{"tool", std::to_string(number)};
+        sigset_t its_signal;
+        sigset_t mask_before;
+        sigemptyset(&its_signal);
+        sigaddset(&its_signal, number);
+        const auto handler_before = signal(number, SIG_IGN);
+        const Outcome despite_ignoring = runToEnd(tool);
+        sigprocmask(SIG_BLOCK, &its_signal, &mask_before);
+        const Outcome despite_blocking = runToEnd(tool);
+        sigprocmask(SIG_SETMASK, &mask_before, nullptr);
+        signal(number, handler_before);
+        EXPECT_EQ(despite_ignoring.exit_status, 128 + number);
+        EXPECT_EQ(despite_blocking.exit_status, 128 + number);
+    }
 }
 
 TEST(ChildProcess, SurvivesAKernelThatForgetsOurChildren) {
