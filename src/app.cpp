@@ -211,7 +211,7 @@ void App::renderLabelIcon() {
     if (!panel_metrics_) panel_metrics_ = detectPanelMetrics();
     cairo_surface_t* surface = panel_image_.draw(segments, system_info_->core_usages, *panel_metrics_);
     const bool before = std::exchange(written_, surface && png_writer_.write(surface, icon_path_));
-    if (written_ && !before) forgetFonts();  // what kept files from being written may have kept fonts unread
+    if (written_ && !before) catchUp();
 
     // The indicator's host looks at the picture again only when its name changes.
     const std::string name = kImageNames[++icon_counter_ % 2];
@@ -221,6 +221,11 @@ void App::renderLabelIcon() {
     // to the picture may be theirs.
     if (!replaced && !isOwnFile(target)) return;
     app_indicator_set_icon_full(indicator_, name.c_str(), "Korvalune");
+}
+
+void App::catchUp() {
+    forgetFonts();
+    queueApplyTheme();
 }
 
 std::string App::imagePath(const std::string& name) const {

@@ -54,6 +54,9 @@ private:
     void appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
+    /// For the end of a time in which files could not be written: fonts may not have been opened meanwhile,
+    /// nor the desktop been asked.
+    void catchUp();
     void watchSystemTheme();
     static void onBusReturned();
     static void onPortalSettingChanged(GDBusConnection* connection, const char* sender, const char* path,

@@ -32,8 +32,8 @@ struct TextStyle {
 /// Serbian letters from Russian ones.
 void useLetterForms(gpointer label_or_cell);
 
-/// Has all fonts looked for again: one that could not be opened, for want of a descriptor say, is drawn as empty
-/// boxes for ever.
+/// Has all fonts looked for again: one that could not be opened, for want of a descriptor say, is drawn as
+/// empty boxes for ever.
 void forgetFonts();
 
 /// A text style made ready for labels and entries; rows that look alike share one.

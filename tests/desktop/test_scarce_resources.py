@@ -177,8 +177,7 @@ class Descriptors(SettingsCase):
             limit(program, resource.RLIMIT_NOFILE, None)
             program.next_image()
             program.wait_for_strip()
-            portal.set_scheme(DARK)
-            popup.wait_dark()
+            popup.wait_dark(seconds=5)  # it asks by itself
             self.choose(program, "CPU")
             popup.find("label", HAS_CORES)
             program.wait_for(lambda: descriptors(program) <= before, f"{before} descriptors", 5)
