@@ -21,10 +21,10 @@ class Watched:
         return len(list((self._proc / "fd").iterdir()))
 
     def spins(self):
-        """Whether it takes more than half of a processor for some seconds."""
+        """Whether it takes more than a fifth of a processor for some seconds."""
         before = self._ticks()
         time.sleep(IDLE_SECONDS)
-        return self._ticks() - before > IDLE_SECONDS / 2 * os.sysconf("SC_CLK_TCK")
+        return self._ticks() - before > IDLE_SECONDS / 5 * os.sysconf("SC_CLK_TCK")
 
     def _ticks(self):
         user, system = self._fields()[11:13]
