@@ -25,8 +25,8 @@ std::string firstEntry(const std::string& directory, Predicate matches) {
 }
 
 bool isCpuMonitor(std::string_view name) {
-    constexpr std::array<std::string_view, 4> kMonitors{"coretemp", "k10temp", "zenpower", "it8728"};
-    return std::find(kMonitors.begin(), kMonitors.end(), name) != kMonitors.end();
+    constexpr std::array<std::string_view, 4> kNames{"coretemp", "k10temp", "zenpower", "it8728"};
+    return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }
 
 bool isCpuZone(std::string_view type) {
@@ -54,10 +54,8 @@ std::string findZoneInput(const std::string& directory) {
     return zone.empty() ? zone : zone + "/temp";
 }
 
-std::string findInput(const std::string& root) {
-    std::string input = findMonitorInput(kernelPath(root, "/sys/class/hwmon"));
-    return input.empty() ? findZoneInput(kernelPath(root, "/sys/class/thermal")) : input;
-}
+constexpr const char* kMonitors = "/sys/class/hwmon";
+constexpr const char* kZones = "/sys/class/thermal";
 
 }  // namespace
 
@@ -66,14 +64,22 @@ TemperatureService::TemperatureService(std::string root) : root_(std::move(root)
 }
 
 void TemperatureService::findHwmonPath() {
-    hwmon_path_ = findInput(root_);
+    hwmon_path_ = findMonitorInput(kernelPath(root_, kMonitors));
+    if (hwmon_path_.empty()) hwmon_path_ = findZoneInput(kernelPath(root_, kZones));
     lost_ = false;
+}
+
+/// Among its own kind only: a zone that stood in while a monitor's driver is loaded anew would stay.
+std::string TemperatureService::findLostInput() const {
+    const std::string zones = kernelPath(root_, kZones);
+    return hwmon_path_.starts_with(zones) ? findZoneInput(zones)
+                                          : findMonitorInput(kernelPath(root_, kMonitors));
 }
 
 std::optional<double> TemperatureService::getCPUTemperature() {
     if (hwmon_path_.empty()) return std::nullopt;
     if (lost_) {
-        std::string found = findInput(root_);
+        std::string found = findLostInput();
         if (found.empty()) return std::nullopt;
         hwmon_path_ = std::move(found);
     }

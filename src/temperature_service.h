@@ -26,6 +26,8 @@ public:
     static std::string menuBarTemperatureString(double celsius);
 
 private:
+    std::string findLostInput() const;
+
     std::string root_;
     std::string hwmon_path_;
     bool lost_ = false;  ///< whether the last reading failed

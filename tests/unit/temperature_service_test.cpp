@@ -203,11 +203,21 @@ TEST(TemperatureService, ASensorThatIsLostIsLookedForAnew) {
     addMonitor(kernel, "hwmon5", "coretemp");
     kernel.file("/sys/class/hwmon/hwmon5/temp1_input", "46500\n");
     EXPECT_EQ(service.getCPUTemperature(), 46.5);
+}
 
-    kernel.remove("/sys/class/hwmon");
-    addZone(kernel, "thermal_zone0", "acpitz", "30000");
+TEST(TemperatureService, AZoneDoesNotStandInForALostMonitor) {
+    FakeKernel kernel;
+    addMonitor(kernel, "hwmon1", "coretemp");
+    kernel.file("/sys/class/hwmon/hwmon1/temp1_input", "45000\n");
+    addZone(kernel, "thermal_zone0", "acpitz", "20000");
+    TemperatureService service(kernel.root());
+    kernel.remove("/sys/class/hwmon/hwmon1");
     EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
-    EXPECT_EQ(service.getCPUTemperature(), 30.0);
+    EXPECT_EQ(service.getCPUTemperature(), std::nullopt);
+
+    addMonitor(kernel, "hwmon4", "coretemp");
+    kernel.file("/sys/class/hwmon/hwmon4/temp1_input", "46000\n");
+    EXPECT_EQ(service.getCPUTemperature(), 46.0);
 }
 
 TEST(TemperatureService, EachSearchStartsFromNothing) {
