@@ -12,7 +12,7 @@ constexpr int kDescriptorsNeeded = 8;
 
 std::string sessionBusAddress() {
     char* const found = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-    const std::string address = found ? found : "";
+    std::string address = found ? found : "";
     g_free(found);
     return address;
 }

@@ -8,8 +8,6 @@ IDLE_SECONDS = 3
 
 
 class Watched:
-    """What the kernel tells about a program while the buses may be silent."""
-
     def __init__(self, pid):
         self.pid = int(pid)
         self._proc = Path(f"/proc/{self.pid}")
@@ -21,10 +19,10 @@ class Watched:
         return len(list((self._proc / "fd").iterdir()))
 
     def spins(self):
-        """Whether it takes more than a fifth of a processor for some seconds."""
+        """Whether it takes more than a tenth of a processor for some seconds."""
         before = self._ticks()
         time.sleep(IDLE_SECONDS)
-        return self._ticks() - before > IDLE_SECONDS / 5 * os.sysconf("SC_CLK_TCK")
+        return self._ticks() - before > IDLE_SECONDS / 10 * os.sysconf("SC_CLK_TCK")
 
     def _ticks(self):
         user, system = self._fields()[11:13]
