@@ -25,6 +25,7 @@ WATCHER = "org.kde.StatusNotifierWatcher"
 
 ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 TURN_SECONDS = 300
+CALL_MILLISECONDS = 60_000  # for a program that a tool slows down
 
 # Marks every process of a desktop, so that also those which the session bus started are found at the end.
 MARK = "KORVALUNE_VIRTUAL_DESKTOP"
@@ -211,7 +212,7 @@ class PrivateSession:
     def call(self, name, path, interface, method, arguments=None):
         """The unpacked answer to a method call on the private bus."""
         return self.bus.call_sync(name, path, interface, method, arguments, None,
-                                  Gio.DBusCallFlags.NONE, 10000, None).unpack()
+                                  Gio.DBusCallFlags.NONE, CALL_MILLISECONDS, None).unpack()
 
     def items(self):
         """The registered status items."""

@@ -136,7 +136,7 @@ TEST_F(Restart, KeepsNoConnectionOfTheOldProcessOpen) {
         return restart([&] {
             close(connection[1]);
             char byte = 0;
-            static_cast<void>(read(go[0], &byte, 1));
+            EXPECT_EQ(read(go[0], &byte, 1), 1);
         });
     });
     close(connection[1]);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,10 @@ struct TabCase {
     int width;
     int least_height;
 };
+
+void PrintTo(const TabCase& tab, std::ostream* out) {
+    *out << tab.page;
+}
 
 class EachTab : public PopupWindowTest, public testing::WithParamInterface<TabCase> {};
 
