@@ -7,7 +7,7 @@ their shares and whose network is silent, so that the strip stands still: whatev
 import time
 import unittest
 
-from desktop_test_case import REFRESH_SECONDS, DesktopTestCase, wait_until
+from desktop_test_case import REFRESH_SECONDS, START_SECONDS, DesktopTestCase, wait_until
 from failing_kernel import FailingKernel
 from strip_figures import HUES, StripRecord, alike, bars_alike, figures_settings
 
@@ -91,7 +91,7 @@ class KernelFaults(DesktopTestCase):
             return condition()
 
         try:
-            return wait_until(fulfilled, refreshes * REFRESH_SECONDS + 5, what, interval=0.1)
+            return wait_until(fulfilled, refreshes * REFRESH_SECONDS + START_SECONDS, what, interval=0.1)
         except Exception as error:
             raise AssertionError(f"{error}: {[patient.strips[-3:] for patient in patients]}") from error
 
@@ -99,7 +99,7 @@ class KernelFaults(DesktopTestCase):
         """The strips of each that are drawn from now on, until there are so many of all."""
         begin = time.time_ns()
         self.watch(patients, lambda: all(len(patient.since(begin)) >= count for patient in patients),
-                   f"{count} more refreshes", count + 5)
+                   f"{count} more refreshes", count)
         return {patient: patient.since(begin) for patient in patients}
 
     def wait_steady(self, patients):
@@ -113,12 +113,11 @@ class KernelFaults(DesktopTestCase):
             self.assertTrue(alike(patient.newest(), well), f"{patient.newest()}, not {well}")
         return well
 
-    def nothing(self):
-        """The strip of a machine without any files."""
+    def without_machine(self):
+        """A program that finds no kernel files at all."""
         root = self.desktop.root / "nothing"
         root.mkdir()
-        patient = self.patient(root)
-        return self.watch_refreshes([patient], 2)[patient][-1]
+        return self.patient(root)
 
     def variants(self):
         """Files to be read instead of the kernel's."""
@@ -131,8 +130,9 @@ class KernelFaults(DesktopTestCase):
         faults = {"nothing": ([], set()), **FAULTS}
         machine = self.machine()
         patients = {name: self.patient(machine.root) for name in faults}
-        nothing = self.nothing()
+        without_machine = self.without_machine()
         well = self.wait_steady(list(patients.values()))
+        nothing = self.watch_refreshes([without_machine], 1)[without_machine][-1]
         self.assertEqual(len(well.bars), CORES)
         self.assertEqual(nothing.bars, [])
         self.assertTrue(all(well.texts.values()), well)
