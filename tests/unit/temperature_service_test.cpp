@@ -240,7 +240,7 @@ TEST(TemperatureService, WithoutASensorNothingIsOpened) {
     addMonitor(kernel, "hwmon0", "nvme");
     kernel.file("/sys/class/hwmon/hwmon0/temp1_input", "38850\n");
     addZone(kernel, "thermal_zone0", "battery", "30000");
-    const TemperatureService service(kernel.root());
+    TemperatureService service(kernel.root());
     AccessLog log;
     for (const char* directory : {"/", "/sys", "/sys/class", "/sys/class/hwmon", "/sys/class/hwmon/hwmon0",
                                   "/sys/class/thermal", "/sys/class/thermal/thermal_zone0"}) {
