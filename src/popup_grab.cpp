@@ -7,6 +7,7 @@ namespace {
 constexpr unsigned kRetryMs = 20;
 constexpr int kTries = 100;
 constexpr unsigned kPatientRetryMs = 500;
+constexpr unsigned kLastLookMs = 1280;
 
 constexpr auto kPointer = GDK_SEAT_CAPABILITY_ALL_POINTING;
 constexpr auto kPointerAndKeyboard =
@@ -68,7 +69,9 @@ bool PopupGrab::isLost() const {
 }
 
 void PopupGrab::tryAgain() {
+    stopTrying();
     tries_left_ = kTries;
+    next_look_ = 2 * kRetryMs;
     retry_ = g_timeout_add(kRetryMs, onRetry, this);
 }
 
@@ -79,8 +82,12 @@ void PopupGrab::stopTrying() {
 
 gboolean PopupGrab::onRetry(gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
-    const bool wanted = gtk_widget_get_visible(grab->window_) && grab->isLost();
-    if (wanted && !grab->tryOnce()) {
+    const bool shown = gtk_widget_get_visible(grab->window_) != FALSE;
+    if (shown && !grab->isLost()) {
+        grab->lookLater();
+        return G_SOURCE_REMOVE;
+    }
+    if (shown && !grab->tryOnce()) {
         if (--grab->tries_left_ != 0) return G_SOURCE_CONTINUE;
         grab->retry_ = g_timeout_add(kPatientRetryMs, onRetry, grab);
         return G_SOURCE_REMOVE;
@@ -89,16 +96,23 @@ gboolean PopupGrab::onRetry(gpointer self) {
     return G_SOURCE_REMOVE;
 }
 
+/// That a menu of ours has let go the toolkit learns with the next event of the X server, which may be a
+/// while when the machine is busy; nobody tells us then.
+void PopupGrab::lookLater() {
+    retry_ = next_look_ <= kLastLookMs ? g_timeout_add(next_look_, onRetry, this) : 0;
+    next_look_ *= 2;
+}
+
 void PopupGrab::onGrabNotify(GtkWidget* /*window*/, gboolean was_grabbed, gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
     // The menu that has closed still has to give back what it holds.
-    if (was_grabbed != FALSE && grab->on_x11_ && grab->retry_ == 0) grab->tryAgain();
+    if (was_grabbed != FALSE && grab->on_x11_) grab->tryAgain();
 }
 
 gboolean PopupGrab::onKeyRelease(GtkWidget* /*window*/, GdkEventKey* /*event*/, gpointer self) {
     auto* const grab = static_cast<PopupGrab*>(self);
     // Whoever handles the release may be the one that drops the grab: look afterwards.
-    if (grab->on_x11_ && grab->retry_ == 0) grab->tryAgain();
+    if (grab->on_x11_) grab->tryAgain();
     return GDK_EVENT_PROPAGATE;
 }
 

@@ -21,7 +21,8 @@ public:
     /// Takes pointer and keyboard for the shown window, at least the pointer. A menu that is just closing may
     /// still hold them: what could not be had is tried for again, often for two seconds, then now and then. A
     /// menu of the window itself, such as a combo box's list, takes them away and drops them, as does a
-    /// button that is pressed with a key; they are taken back then.
+    /// button that is pressed with a key; they are taken back then, even when the end of the other grab
+    /// becomes known only a second later.
     void take();
 
     /// Gives both back.
@@ -33,6 +34,7 @@ private:
     GdkSeat* seat() const;
     bool isLost() const;
     void tryAgain();
+    void lookLater();
     void stopTrying();
     static gboolean onRetry(gpointer self);
     static void onGrabNotify(GtkWidget* window, gboolean was_grabbed, gpointer self);
@@ -44,5 +46,6 @@ private:
     bool held_ = false;
     bool keyboard_held_ = false;
     int tries_left_ = 0;
+    unsigned next_look_ = 0;  ///< milliseconds
     guint retry_ = 0;
 };

@@ -102,6 +102,25 @@ TEST_F(PopupGrabTest, AListOfChoicesGivesThemBack) {
     EXPECT_TRUE(popup_->isVisible());
 }
 
+/// As with a list that closes while the machine is busy: the toolkit learns late that it has let go.
+TEST_F(PopupGrabTest, AListThatLetsGoLateGivesThemBack) {
+    show();
+    ASSERT_TRUE(becomesHeld());
+    GtkWidget* const list = gtk_window_new(GTK_WINDOW_POPUP);
+    gtk_widget_show(list);
+    GdkSeat* const seat = gdk_display_get_default_seat(gdk_display_get_default());
+    ASSERT_EQ(gdk_seat_grab(seat, gtk_widget_get_window(list), GDK_SEAT_CAPABILITY_ALL, TRUE, nullptr,
+                            nullptr, nullptr, nullptr),
+              GDK_GRAB_SUCCESS);
+    gtk_grab_add(list);
+    gtk_grab_remove(list);
+    settlesTo([] { return false; }, 0.3);
+    gdk_seat_ungrab(seat);
+    ASSERT_TRUE(isFree());
+    EXPECT_TRUE(becomesHeld());
+    gtk_widget_destroy(list);
+}
+
 TEST_F(PopupGrabTest, AreWaitedForWhileAnotherMenuIsClosing) {
     ASSERT_TRUE(rival_.takeKeyboard());
     show();
