@@ -41,13 +41,18 @@ def net_dev(counted):
 class LivingMachine:
     """Writes the kernel's files below `root`; between start() and stop() their counters grow with time."""
 
-    def __init__(self, root, cores=8, smt=True, gpus=1, sensor=True):
+    def __init__(self, root, cores=8, smt=True, gpus=1, sensor=True, processes=PROCESSES, first_pid=0,
+                 clock=time.monotonic, pause=0.2):
         self.root = Path(root)
         self.online = list(range(cores))  # the cores that are switched on
         self.traffic = {"wlan0": (1_340_000, 94_000), "eth0": (0, 0)}  # bytes per second: received, sent
+        self.processes = processes
+        self.first_pid = first_pid  # above the kernel's greatest pid nobody can be hit by a signal
+        self._clock = clock  # seconds
+        self._pause = pause  # real seconds from one writing of the counters to the next
         self._stop = threading.Event()
         self._thread = None
-        self._started = time.monotonic()
+        self._started = clock()
         self._counted = {}  # bytes that each interface received and sent
         self._advanced = -1000  # seconds since the start: the machine is older than this object
         self._write("etc/passwd", PASSWD)
@@ -63,7 +68,8 @@ class LivingMachine:
         self._write_topology(cores, smt)
         for number in range(gpus):
             self._write_gpu(number)
-        for pid, name, own, _, megabytes in PROCESSES:
+        for number, name, own, _, megabytes in processes:
+            pid = first_pid + number
             self._write(f"proc/{pid}/status", "Name:\t{0}\nUid:\t{1}\t{1}\t{1}\t{1}\n".format(name, USER[0] if own else 0))
             self._write(f"proc/{pid}/comm", name + "\n")
         self.advance()
@@ -79,7 +85,7 @@ class LivingMachine:
 
     def advance(self):
         """Writes the counters as they are now."""
-        now = time.monotonic() - self._started
+        now = self._clock() - self._started
         seconds = 1000 + now
         lines = []
         for core in self.online:
@@ -93,14 +99,15 @@ class LivingMachine:
         self._advanced = now
         self._write("proc/net/dev", net_dev({name: self._counted[name] for name in self.traffic}))
         page = os.sysconf("SC_PAGE_SIZE")
-        for pid, name, _, percent, megabytes in PROCESSES:
+        for number, name, _, percent, megabytes in self.processes:
+            pid = self.first_pid + number
             ticks = int(percent / 100 * seconds * TICKS)
             pages = megabytes * 1024 * 1024 // page
             self._write(f"proc/{pid}/stat", f"{pid} ({name}) S 1 1 1 0 -1 4194560 0 0 0 0 {ticks} 0 0 0 20 0 1 0 "
                         f"{pid} 3670016000 {pages} 18446744073709551615 0 0 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0\n")
 
     def _run(self):
-        while not self._stop.wait(0.2):
+        while not self._stop.wait(self._pause):
             self.advance()
 
     def _write(self, path, text):
@@ -122,7 +129,8 @@ class LivingMachine:
         shutil.copytree(FIXTURES / "gpu-amd/sys/class/drm/card0/device", self.root / device, dirs_exist_ok=True)
         self._write(f"{device}/gpu_busy_percent", f"{(71, 34, 8)[number % 3]}\n")
         self._write(f"{device}/mem_busy_percent", f"{(38, 12, 0)[number % 3]}\n")
-        for pid, megabytes in GPU_PROCESSES if number == 0 else ():
+        for process, megabytes in GPU_PROCESSES if number == 0 else ():
+            pid = self.first_pid + process
             self._write(f"proc/{pid}/fd/5", "")
             self._write(f"proc/{pid}/fdinfo/5", "drm-driver:\tamdgpu\ndrm-client-id:\t{}\ndrm-pdev:\t0000:03:00.0\n"
                         "drm-memory-vram:\t{} KiB\n".format(pid, megabytes * 1024))

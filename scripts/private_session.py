@@ -231,16 +231,7 @@ class PrivateSession:
         return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                          "GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))[0]
 
-    # ---- the end ----
-
-    @staticmethod
-    def _kill(process):
-        """Kills a service with its helpers as a crash would; none is what is left of it."""
-        if process and process.poll() is None:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.wait()
-
-    def _marked_processes(self):
+    def processes(self):
         """All processes of this desktop that still run, whoever started them."""
         mark = f"{MARK}={self.root}\0".encode()
         found = []
@@ -254,15 +245,24 @@ class PrivateSession:
                 continue
         return found
 
+    # ---- the end ----
+
+    @staticmethod
+    def _kill(process):
+        """Kills a service with its helpers as a crash would; none is what is left of it."""
+        if process and process.poll() is None:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+
     def _end_marked_processes(self):
         if not self._log:
             return
         for number, patience in ((signal.SIGTERM, 3), (signal.SIGKILL, 3)):
             deadline = time.monotonic() + patience
-            for pid in self._marked_processes():
+            for pid in self.processes():
                 try:
                     os.kill(pid, number)
                 except ProcessLookupError:
                     pass
-            while self._marked_processes() and time.monotonic() < deadline:
+            while self.processes() and time.monotonic() < deadline:
                 time.sleep(0.05)
