@@ -132,22 +132,26 @@ class Widget:
         for child in children:
             yield from child.walk()
 
-    def find_all(self, role=None, text=None):
-        """All shown widgets from this one down with this role and text; a text may be a condition on it."""
-        found = []
+    def _matching(self, role, text):
         # An open list belongs to its combo box and is a window as well.
-        for widget in dict.fromkeys(self.walk()):
+        seen = set()
+        for widget in self.walk():
+            if widget in seen:
+                continue
+            seen.add(widget)
             try:
                 if role in (None, widget.role()) and text_fits(text, widget):
-                    found.append(widget)
+                    yield widget
             except GLib.Error:
                 continue
-        return found
+
+    def find_all(self, role=None, text=None):
+        """All shown widgets from this one down with this role and text; a text may be a condition on it."""
+        return list(self._matching(role, text))
 
     def find(self, role=None, text=None):
         """The first of them; none when there is none."""
-        found = self.find_all(role, text)
-        return found[0] if found else None
+        return next(self._matching(role, text), None)
 
 
 def text_fits(wanted, widget):
