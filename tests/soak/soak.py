@@ -122,6 +122,7 @@ KIB = 1024
 # - The toolkit shares up to two images of the popup with the X server. They count as the program's own memory while
 #   the server does not look at them.
 # - The indicator plugin of Xfce (2.4.1) loses two list nodes whenever it lays itself out, for any indicator.
+# - The indicator service loses a hundred bytes with each question for its items, of which the pace asks one a second.
 # - cairo keeps a picture for each opacity that a page has faded through, 256 at most, and a set of letters for each
 #   font and size.
 # - Threads of the toolkit's pool and its accessibility bus's connections come and go.
