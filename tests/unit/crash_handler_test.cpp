@@ -81,6 +81,7 @@ void holdEnvironmentReads(std::function<void()> hold) {
         ++entries;
     g_held.bytes = entries * sizeof(char*);
     g_held.page = static_cast<char**>(
+        // cppcheck-suppress invalidFunctionArg ; what is no file has no descriptor
         mmap(nullptr, g_held.bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     std::copy_n(environ, entries, g_held.page);
     g_held.hold = std::move(hold);
