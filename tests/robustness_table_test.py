@@ -7,6 +7,7 @@ from pathlib import Path
 
 TESTS = Path(__file__).resolve().parent
 TABLE = TESTS.parent / "docs/robustness.md"
+FUZZ_TARGET = re.compile(r"^FUZZ_TARGET\((\w+)\)", re.MULTILINE)
 CASE = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
 METHOD = re.compile(r"^    def (test_\w+)\(", re.MULTILINE)
 
@@ -19,6 +20,8 @@ def existing_tests():
     for script in TESTS.glob("desktop/test_*.py"):
         names.add(f"desktop.{script.stem}")
         names.update(f"desktop.{script.stem}: {method}" for method in METHOD.findall(script.read_text()))
+    for source in TESTS.parent.glob("fuzz/*_targets.cpp"):
+        names.update(f"fuzz: {target}" for target in FUZZ_TARGET.findall(source.read_text()))
     for script in TESTS.glob("*_test.py"):
         names.add(script.stem)
         names.update(f"{script.stem}: {method}" for method in METHOD.findall(script.read_text()))
