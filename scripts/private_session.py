@@ -195,7 +195,7 @@ class PrivateSession:
 
     def stop_accessible_bus(self):
         """Kills the bus of the widgets, with its services; the next program to ask for it gets a new one."""
-        for pid in self._marked_processes():
+        for pid in self.processes():
             if b"at-spi" in Path(f"/proc/{pid}/cmdline").read_bytes():
                 os.kill(pid, signal.SIGKILL)
 

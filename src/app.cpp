@@ -171,6 +171,7 @@ void App::onBusReturned() {
 }
 
 PopupWindow& App::popup() {
+    if (std::exchange(popup_outdated_, false)) popup_.reset();
     if (!popup_) popup_ = std::make_unique<PopupWindow>(*system_info_, *settings_);
     return *popup_;
 }
@@ -225,6 +226,7 @@ void App::renderLabelIcon() {
 
 void App::catchUp() {
     forgetFonts();
+    popup_outdated_ = true;
     queueApplyTheme();
 }
 

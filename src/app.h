@@ -54,8 +54,8 @@ private:
     void appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
-    /// For the end of a time in which files could not be written: fonts may not have been opened meanwhile,
-    /// nor the desktop been asked.
+    /// For the end of a time in which files could not be written: fonts and icons may not have been opened
+    /// meanwhile, nor the desktop been asked.
     void catchUp();
     void watchSystemTheme();
     static void onBusReturned();
@@ -74,6 +74,7 @@ private:
     std::unique_ptr<Settings> settings_;
     std::unique_ptr<SystemInfo> system_info_;
     std::unique_ptr<PopupWindow> popup_;  ///< null until it is first opened
+    bool popup_outdated_ = false;         ///< its pages may lack pictures
     std::string image_dir_;
     std::string icon_path_;  ///< scratch image, renamed when it is whole
     AppIndicator* indicator_ = nullptr;

@@ -179,12 +179,14 @@ class Descriptors(SettingsCase):
             program.next_image()
             program.wait_for_strip()
             popup.wait_dark(seconds=5)  # it asks by itself
-            self.choose(program, "CPU")
+            self.desktop.press("Escape")
+            popup.wait_hidden()
+            popup = self.open_page("CPU", program=program)  # whose pages had been made without pictures
             popup.find("label", HAS_CORES)
             program.wait_for(lambda: descriptors(program) <= before, f"{before} descriptors", 5)
             recovered = self.page_headings(popup)
         popup = self.open_page("CPU", settings="[general]\ntheme=dark\n")
-        self.assertTrue(recovered.matches(self.page_headings(popup)), "fonts that could not be opened are opened again")
+        self.assertTrue(recovered.matches(self.page_headings(popup)), "fonts and icons that could not be opened are opened again")
 
     def page_headings(self, popup):
         """The top of a page that draws with several fonts."""
