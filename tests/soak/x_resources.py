@@ -6,12 +6,12 @@ from collections import Counter
 PID_MASK = 2  # of what tells who a client is
 
 
-class _Spec(ctypes.Structure):
+class _Question(ctypes.Structure):
     _fields_ = [("client", ctypes.c_ulong), ("mask", ctypes.c_uint)]
 
 
 class _Identity(ctypes.Structure):
-    _fields_ = [("spec", _Spec), ("length", ctypes.c_long), ("value", ctypes.c_void_p)]
+    _fields_ = [("question", _Question), ("length", ctypes.c_long), ("value", ctypes.c_void_p)]
 
 
 class _Type(ctypes.Structure):
@@ -49,12 +49,12 @@ class XResources:
         return held
 
     def _clients(self, pid):
-        everybody = _Spec(0, PID_MASK)
+        everybody = _Question(0, PID_MASK)
         count, found = ctypes.c_long(), ctypes.POINTER(_Identity)()
         if self._extension.XResQueryClientIds(self._display, ctypes.c_long(1), ctypes.byref(everybody),
                                               ctypes.byref(count), ctypes.byref(found)):
             raise OSError("the X server does not tell whose connections it has")
-        clients = [found[index].spec.client for index in range(count.value)
+        clients = [found[index].question.client for index in range(count.value)
                    if self._extension.XResGetClientPid(ctypes.byref(found[index])) == pid]
         self._extension.XResClientIdsDestroy(count, found)
         return clients
