@@ -5,7 +5,7 @@ import os
 import unittest
 from pathlib import Path
 
-from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, Picture, settings_text, wait_until
+from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, START_SECONDS, Picture, settings_text, wait_until
 from settings_test_case import SettingsCase
 
 TMP = Path("/tmp")
@@ -70,9 +70,10 @@ class PlantedFiles(SettingsCase):
             with self.subTest(kind):
                 self.put(self.settings_file, kind)
                 popup = self.open_settings()
-                before = self.strip().width
+                self.program.next_image()  # the one at the start has no figures yet
+                before = Picture.load(self.program.next_image()).width
                 popup.click(popup.find("check box", "Memory"))
-                self.wait_strip(lambda strip, before=before: strip.width < before, "a narrower strip", 3)
+                self.wait_strip(lambda strip, before=before: strip.width < before, "a narrower strip", START_SECONDS)
                 self.assertFalse(self.settings_file.is_file() and not self.settings_file.is_symlink())
 
     def test_settings_behind_a_link_are_read_and_written_where_they_are(self):
