@@ -4,8 +4,8 @@
 #include <string>
 
 /// The CPU's temperature from one sensor file: the first input of a known hardware monitor, else a thermal
-/// zone that names the CPU. It is looked for at start, and again once it could not be read: a driver that is
-/// loaded anew may get another number, and its old one may become another chip's.
+/// zone that names the CPU. It is looked for at start, and again, among its own kind, once it could not be
+/// read: a driver that is loaded anew may get another number, and its old one may become another chip's.
 class TemperatureService {
 public:
     explicit TemperatureService(std::string root = "/");
