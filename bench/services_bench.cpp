@@ -5,10 +5,12 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "cpu_service.h"
+#include "kernel_file.h"
 #include "memory_service.h"
 #include "network_service.h"
 #include "ratio.h"
@@ -48,8 +50,19 @@ std::vector<std::string> filesOf(const std::string& root) {
     return paths;
 }
 
+/// Every number of a text by the C library: the least that can be done with counters once they are read.
+void convertAll(const std::string& text) {
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at < end;) {
+        char* behind = nullptr;
+        benchmark::DoNotOptimize(std::strtoull(at, &behind, 10));
+        at = behind > at ? behind : at + 1;
+    }
+}
+
 /// Times refreshes and bare reads in turn; the reported time is that of a refresh.
-void compare(benchmark::State& state, const std::string& root, double limit) {
+void compare(benchmark::State& state, const std::string& root, double limit,
+             const std::string& counters = {}) {
     Services services(root);
     const std::vector<std::string> files = filesOf(root);
     std::vector<char> buffer(65536);
@@ -58,7 +71,10 @@ void compare(benchmark::State& state, const std::string& root, double limit) {
     for ([[maybe_unused]] auto _ : state) {
         const double seconds = secondsOf([&] { services.refresh(); });
         refresh_seconds += seconds;
-        bare_seconds += secondsOf([&] { readBare(files, buffer); });
+        bare_seconds += secondsOf([&] {
+            readBare(files, buffer);
+            convertAll(counters);
+        });
         state.SetIterationTime(seconds);
     }
     state.counters["bare"] = benchmark::Counter(bare_seconds, benchmark::Counter::kAvgIterations);
@@ -69,9 +85,11 @@ void refreshOfThisMachine(benchmark::State& state) {
     compare(state, "/", 1.5);
 }
 
-// Plain files cost next to nothing to read, so that nearly all of this is our own work.
+// Plain files cost next to nothing to read, so that nearly all of this is our own work: it is held against
+// what the C library takes to convert the same counters, which depends on the processor as our work does.
 void refreshOf128Cores(benchmark::State& state) {
-    compare(state, FIXTURES_DIR "/server-128core", 2.0);
+    const std::string root = FIXTURES_DIR "/server-128core";
+    compare(state, root, 0.8, readKernelFile(kernelPath(root, "/proc/stat")).value_or(""));
 }
 
 }  // namespace

@@ -78,12 +78,15 @@ class ProcessPageCase(PopupTestCase):
         first = next((widget for widget in popup.find_all("panel") if cell_texts(widget)), None)
         if first is None:
             return None
-        table = first.parent()
-        widgets = table.children()
-        rows = [Row(widget, texts) for widget in widgets if (texts := cell_texts(widget))]
+        try:
+            table = first.parent()
+            widgets = table.children()
+            rows = [Row(widget, texts) for widget in widgets if (texts := cell_texts(widget))]
+            unchanged = table.children() == widgets and all(row.is_whole() for row in rows)
+        except GLib.Error:
+            return None  # a refresh took the row away meanwhile
         ranks = [row.rank for row in rows]
-        whole = ranks == [str(i + 1) for i in range(len(widgets))] and all(row.is_whole() for row in rows)
-        return rows if whole and table.children() == widgets else None
+        return rows if unchanged and ranks == [str(i + 1) for i in range(len(widgets))] else None
 
     def row_of(self, popup, name):
         """The row of the process with this name, waited for."""
