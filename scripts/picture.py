@@ -23,7 +23,8 @@ class Picture:
             start = y * stride
             row = data[start:start + pixbuf.get_width() * step]
             pixels = zip(*(row[channel::step] for channel in range(step)))
-            rows.append([blend(pixel, background) for pixel in pixels])
+            # A screenshot is large and has nothing to blend.
+            rows.append([blend(pixel, background) for pixel in pixels] if step == 4 else list(pixels))
         return cls(rows)
 
     def crop(self, x, y, width, height):

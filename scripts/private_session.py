@@ -215,7 +215,7 @@ class PrivateSession:
                                   Gio.DBusCallFlags.NONE, CALL_MILLISECONDS, None).unpack()
 
     def items(self):
-        """The registered status items."""
+        """The registered status items; not those of programs that have just ended."""
         if not self.owner_of(WATCHER):
             return []
         try:
@@ -224,7 +224,13 @@ class PrivateSession:
         except GLib.Error:
             return []  # it has just gone
         parts = (item.partition("/") for item in answer)
-        return [StatusItem(self, name, "/" + path) for name, _, path in parts]
+        return [StatusItem(self, name, "/" + path) for name, _, path in parts if self._is_served(name)]
+
+    def _is_served(self, name):
+        try:
+            return Path(f"/proc/{self.process_of(name)}").exists()
+        except GLib.Error:
+            return False
 
     def process_of(self, name):
         """The number of the process behind a bus name."""

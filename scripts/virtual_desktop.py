@@ -141,7 +141,7 @@ class VirtualDesktop(PrivateSession):
 
     def picture(self):
         """The screen as it is now."""
-        return Picture.load(self.screenshot(self.root / "screen.png"))
+        return Picture.load(self.screenshot(self.root / "screen.ppm"))
 
     def panel_picture(self):
         top = 0 if self.panel == "top" else self.size[1] - PANEL_HEIGHT

@@ -100,14 +100,21 @@ class WaylandDesktop(PrivateSession):
         for key in keys:
             self._input.key(key)
 
+    def switch_screen(self, on):
+        """Without a screen, as behind a closed lid, windows are nowhere."""
+        self._sway("output", "HEADLESS-1", "enable" if on else "disable")
+
     # ---- asking ----
+
+    def _sway(self, *words):
+        """The compositor's answer to a message."""
+        answer = subprocess.run(["swaymsg", "--raw", *words], env=self.environment, check=True, capture_output=True)
+        return json.loads(answer.stdout)
 
     def windows(self):
         """All windows, without the frames that the compositor draws around them."""
-        answer = subprocess.run(["swaymsg", "--raw", "--type", "get_tree"], env=self.environment, check=True,
-                                capture_output=True)
         found = []
-        pending = [json.loads(answer.stdout)]
+        pending = [self._sway("--type", "get_tree")]
         while pending:
             node = pending.pop()
             pending += node["nodes"] + node["floating_nodes"]

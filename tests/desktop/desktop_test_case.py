@@ -10,6 +10,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 
 from picture import Picture  # noqa: E402,F401
+from private_session import DesktopError  # noqa: E402,F401
 from status_item import BusRecord  # noqa: E402,F401
 from virtual_desktop import PANEL_COLOUR, PANEL_HEIGHT, VirtualDesktop, wait_until  # noqa: E402,F401
 

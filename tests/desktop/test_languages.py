@@ -31,9 +31,11 @@ class LanguageTestCase(DesktopTestCase):
 
     def expect_menu(self, code, environment=None, settings=None):
         program = self.start({**NO_LANGUAGE, **(environment or {})}, settings)
-        self.assertEqual([text for _, text in program.item().menu()], menu_in(code))
-        program.end()
-        self.settings_file.unlink(missing_ok=True)
+        try:
+            self.assertEqual([text for _, text in program.item().menu()], menu_in(code))
+        finally:
+            program.end()
+            self.settings_file.unlink(missing_ok=True)
 
 
 class SettingsLanguage(LanguageTestCase):

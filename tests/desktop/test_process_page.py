@@ -10,7 +10,7 @@ from pathlib import Path
 
 from gi.repository import GLib
 
-from desktop_test_case import wait_until
+from desktop_test_case import DesktopError, wait_until
 from popup_test_case import PopupTestCase
 
 BUSY = Path(__file__).resolve().parent / "busy_process.py"
@@ -94,21 +94,33 @@ class ProcessPageCase(PopupTestCase):
             lambda: next((row for row in self.rows(popup) if row.name == name), None),
             f"{name!r} in the list", 20, interval=0.5)
 
+    def place_of(self, popup, name):
+        """The middle of a process's row on the screen; none out of sight or when a refresh has just taken it away."""
+        row = self.row_of(popup, name)
+        try:
+            return row.widget.middle() if popup.in_view(row.widget) else None
+        except GLib.Error:
+            return None
+
     def click_row(self, popup, name, *actions):
         """Clicks where a process stands now."""
-        wait_until(lambda: popup.in_view(self.row_of(popup, name).widget), 10, f"{name!r} within the window")
-        popup.click(self.row_of(popup, name).widget, *actions)
+        at = wait_until(lambda: self.place_of(popup, name), 10, f"{name!r} within the window")
+        self.desktop.pointer(*at, *(actions or ("click", "1")))
 
     def select(self, popup, name, pid):
-        """Clicks a process, again if another one has moved below the pointer meanwhile."""
+        """Clicks a process, again if another one or nothing has moved below the pointer meanwhile."""
         wanted = f"{name} ({pid})"
         for _ in range(8):
-            row = self.row_of(popup, name)
-            if popup.in_view(row.widget):
-                popup.click(row.widget)
-                shown = popup.find("label", lambda text: re.search(r" \(\d+\)$", text), 5)
-                if shown.text() == wanted:
-                    return
+            at = self.place_of(popup, name)
+            if not at:
+                continue
+            self.desktop.pointer(*at, "click", "1")
+            try:
+                shown = popup.find("label", lambda text: re.search(r" \(\d+\)$", text), 2)
+            except DesktopError:
+                continue
+            if shown.text() == wanted:
+                return
         self.fail(f"{wanted} could not be selected")
 
     def answer(self, popup, text):
@@ -283,8 +295,7 @@ class ProcessPageOverTime(ProcessPageCase):
 
     def select_in_view(self, popup, name, pid):
         for _ in range(12):
-            row = self.row_of(popup, name)
-            if popup.in_view(row.widget):
+            if self.place_of(popup, name):
                 break
             popup.wheel(1)
         self.select(popup, name, pid)

@@ -58,10 +58,9 @@ class ProcessStorm(ProcessPageCase):
         for attempt in range(6):  # the row may leave before it is clicked
             name = f"ended-{attempt}"
             child = self.busy(name.encode())
-            row = self.row_of(popup, name)
-            if not popup.in_view(row.widget):
+            at = self.place_of(popup, name)
+            if at is None:
                 continue
-            at = row.widget.middle()
             child.kill()
             child.wait()
             self.desktop.pointer(*at, "click", "1")

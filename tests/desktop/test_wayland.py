@@ -135,6 +135,19 @@ class Wayland(DesktopTestCase):
             self.assertEqual(self.open("CPU").width, 420)
             self.press_escape()
 
+    def test_it_lives_through_a_time_without_a_screen(self):
+        self.open("CPU")
+        item = self.program.item()
+        self.desktop.switch_screen(False)
+        self.program.next_image()
+        for page in WIDTHS:
+            item.click(page)
+        self.program.next_image()
+        self.desktop.switch_screen(True)
+        self.program.next_image()
+        self.press_escape()
+        self.assertEqual(self.open("CPU").width, WIDTHS["CPU"])
+
 
 class WithoutASeat(DesktopTestCase):
     """Where there is no pointer to open the popup at."""

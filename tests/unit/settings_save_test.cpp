@@ -28,6 +28,17 @@ constexpr std::string_view kDefaultFile =
     "[items]\ncpuPercent=true\ncpuBars=true\ntemperature=true\ngpuPercent=true\nnetworkSpeed=true\n"
     "memoryFree=true\nswapUsed=true\n\n[colors]\n";
 
+/// Settings that found their file, but had no descriptor left to open it. For use in a child.
+Settings loadedWithoutDescriptors() {
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    Settings settings;
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    return settings;
+}
+
 }  // namespace
 
 using SettingsSaveTest = SettingsTest;
@@ -130,12 +141,7 @@ TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadIsKeptBesideTheNewOne) {
     const auto kept = home_.config() / "settings.conf.unread";
     writeFile(file_, "[general]\ntheme=dark\n");
     const bool unread_and_kept = passesInChild([&] {
-        rlimit before{};
-        getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-        Settings settings;
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        Settings settings = loadedWithoutDescriptors();
         EXPECT_EQ(settings.theme_, "auto");
         settings.setEnabled(0, false);
         settings.setEnabled(0, true);
@@ -149,12 +155,7 @@ TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadNorMovedStays) {
     writeFile(file_, "[general]\ntheme=dark\n");
     const auto passed = passesWithOwnMounts([&] {
         ASSERT_EQ(mount(file_.c_str(), file_.c_str(), nullptr, MS_BIND, nullptr), 0);
-        rlimit before{};
-        getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-        Settings settings;
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        Settings settings = loadedWithoutDescriptors();
         EXPECT_EQ(settings.theme_, "auto");
         EXPECT_FALSE(settings.save());
         EXPECT_FALSE(settings.save());
