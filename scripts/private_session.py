@@ -25,6 +25,8 @@ WATCHER = "org.kde.StatusNotifierWatcher"
 
 ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 TURN_SECONDS = 300
+# More of it for a program that a tool slows down, or on a busy machine.
+PATIENCE = float(os.environ.get("KORVALUNE_PATIENCE", "1"))
 CALL_MILLISECONDS = 60_000  # for a program that a tool slows down
 
 # Marks every process of a desktop, so that also those which the session bus started are found at the end.
@@ -36,7 +38,8 @@ class DesktopError(Exception):
 
 
 def wait_until(condition, seconds, what, interval=0.05):
-    """The first true answer of `condition`, which is asked again and again for so long."""
+    """The first true answer of `condition`, which is asked again and again for so long; longer with patience."""
+    seconds *= PATIENCE
     deadline = time.monotonic() + seconds
     while True:
         answer = condition()

@@ -10,14 +10,15 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "scripts"))
 
 from picture import Picture  # noqa: E402,F401
-from private_session import DesktopError  # noqa: E402,F401
+from private_session import PATIENCE, DesktopError  # noqa: E402,F401
 from status_item import BusRecord  # noqa: E402,F401
 from virtual_desktop import PANEL_COLOUR, PANEL_HEIGHT, VirtualDesktop, wait_until  # noqa: E402,F401
 
 LOCK_FILE = Path(f"/tmp/Korvalune-{os.getuid()}.lock")
 IMAGES = ("Korvalune_icon.png", "Korvalune_a.png", "Korvalune_b.png")
-# Patience for a sanitized program on a busy machine, more of it on demand.
-START_SECONDS = 20 * int(os.environ.get("KORVALUNE_PATIENCE", "1"))
+START_SECONDS = 20
+END_SECONDS = 20 * PATIENCE
+SANITIZED = "KORVALUNE_SANITIZED" in os.environ  # the program was built with sanitizers
 REFRESH_SECONDS = 2
 CORES = os.cpu_count()
 BARS_WIDTH = CORES * (5 if CORES < 64 else 2) - (1 if CORES < 64 else 0) + 4
@@ -92,7 +93,7 @@ class Program:
         """Sends a signal and waits; the exit status."""
         if self.running():
             self.process.send_signal(number)
-        return self.process.wait(START_SECONDS)
+        return self.process.wait(END_SECONDS)
 
 
 class DesktopTestCase(unittest.TestCase):

@@ -6,7 +6,7 @@ import unittest
 import urllib.parse
 from pathlib import Path
 
-from desktop_test_case import LOCK_FILE, START_SECONDS, DesktopTestCase, Program, wait_until
+from desktop_test_case import END_SECONDS, LOCK_FILE, START_SECONDS, DesktopTestCase, Program, wait_until
 
 SIGNALS = {signal.SIGSEGV: "SIGSEGV (Segmentation fault) (11)", signal.SIGABRT: "SIGABRT (Abort) (6)",
            signal.SIGFPE: "SIGFPE (Floating point exception) (8)", signal.SIGBUS: "SIGBUS (Bus error) (7)",
@@ -88,7 +88,7 @@ class Crash(DesktopTestCase):
             with self.subTest(way):
                 self.report.unlink(missing_ok=True)
                 program = self.probe(way)
-                self.assertEqual(program.process.wait(START_SECONDS), -number)
+                self.assertEqual(program.process.wait(END_SECONDS), -number)
                 report = self.report.read_text()
                 self.assertIn(f"\nSignal: {SIGNALS[number]}\n", report)
                 self.run_of("xdg-open")

@@ -9,7 +9,7 @@ import unittest
 from desktop_test_case import VirtualDesktop
 from settings_portal import APPEARANCE, DARK, LIGHT, NO_PREFERENCE, GLib, RealPortal, SettingsPortal
 
-PATIENCE = 20  # seconds, for a sanitized program on a busy machine
+SECONDS = 20  # for a sanitized program on a busy machine
 
 
 class Probe:
@@ -31,7 +31,7 @@ class Probe:
         return bool(select.select([self._process.stdout], [], [], seconds)[0])
 
     def answer(self):
-        if not self.hears(PATIENCE):
+        if not self.hears(SECONDS):
             raise AssertionError("no answer")
         return self._process.stdout.readline().decode().strip()
 
@@ -42,7 +42,7 @@ class Probe:
     def end(self):
         """The exit status and what it printed besides its answers."""
         self._process.stdin.close()
-        status = self._process.wait(PATIENCE)
+        status = self._process.wait(SECONDS)
         self._process.stdout.close()
         return status, self._errors_path.read_text()
 

@@ -5,7 +5,7 @@ import signal
 import time
 import unittest
 
-from desktop_test_case import LOCK_FILE, START_SECONDS, DesktopTestCase, wait_until
+from desktop_test_case import END_SECONDS, LOCK_FILE, START_SECONDS, DesktopTestCase, wait_until
 from popup_test_case import Popup, PopupTestCase
 from watched import Watched
 
@@ -72,7 +72,7 @@ class LateBus(DesktopTestCase):
         program = self.start()
         program.next_image()
         self.desktop.start_bus()
-        self.assertEqual(program.process.wait(START_SECONDS), 0)
+        self.assertEqual(program.process.wait(END_SECONDS), 0)
         self.addCleanup(lambda: os.kill(int(LOCK_FILE.read_text()), signal.SIGTERM))
         self.desktop.start_panel()
         wait_until(self.desktop.strip_shows, START_SECONDS, "the strip in the panel", interval=0.25)
