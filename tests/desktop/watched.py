@@ -19,10 +19,10 @@ class Watched:
         return len(list((self._proc / "fd").iterdir()))
 
     def spins(self):
-        """Whether it takes more than a tenth of a processor for some seconds."""
+        """Whether it takes more than a third of a processor for some seconds."""
         before = self._ticks()
         time.sleep(IDLE_SECONDS)
-        return self._ticks() - before > IDLE_SECONDS / 10 * os.sysconf("SC_CLK_TCK")
+        return self._ticks() - before > IDLE_SECONDS / 3 * os.sysconf("SC_CLK_TCK")
 
     def _ticks(self):
         user, system = self._fields()[11:13]

@@ -1,7 +1,6 @@
 #include "descriptors.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "fake_programs.h"
 #include "forked_child.h"
@@ -15,8 +14,7 @@ TEST(Descriptors, AreLeftUpToTheLimit) {
         for (int left = kLeft; left > 0; ++limit) {
             if (!open.contains(limit)) --left;
         }
-        const rlimit few{static_cast<rlim_t>(limit), static_cast<rlim_t>(limit)};
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        limitDescriptors(limit);
         EXPECT_TRUE(descriptorsLeft(0));
         EXPECT_TRUE(descriptorsLeft(kLeft));
         EXPECT_FALSE(descriptorsLeft(kLeft + 1));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,6 +32,15 @@ inline std::optional<bool> passesInChildAfter(const std::function<bool()>& prepa
 /// The same with nothing to prepare, for what can't be undone in this process (limits, the user id).
 inline bool passesInChild(const std::function<void()>& part) {
     return *passesInChildAfter([] { return true; }, part);
+}
+
+/// For use in a child: no new descriptor from this number on. The hard limit stays: tools that run programs
+/// refuse to change it.
+inline void limitDescriptors(int limit) {
+    rlimit limits{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limits), 0);
+    limits.rlim_cur = static_cast<rlim_t>(limit);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limits), 0);
 }
 
 constexpr uid_t kNobody = 65534;

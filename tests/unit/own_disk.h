@@ -23,7 +23,7 @@ inline bool enterOwnMounts() {
         std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
         if (geteuid() != 0) return false;
     }
-    return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    return mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 /// Runs a part of a test in a process of its own (see passesInChild()) that may mount what no other one sees.

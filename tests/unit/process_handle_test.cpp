@@ -6,7 +6,6 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 
 #include <array>
@@ -174,9 +173,7 @@ TEST(ProcessHandle, ItsDescriptorIsClosedAndNotInherited) {
 TEST(ProcessHandle, WithoutDescriptorsLeftNothingIsSent) {
     const Sleeper target;
     EXPECT_TRUE(passesInChild([&] {
-        const auto used = static_cast<rlim_t>(nextDescriptor());
-        const rlimit none_left{used, used};
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none_left), 0);
+        limitDescriptors(nextDescriptor());
         EXPECT_FALSE(ProcessHandle(target.pid()).signal(SIGKILL));
     }));
     EXPECT_TRUE(target.isAlive());

@@ -32,8 +32,7 @@ constexpr std::string_view kDefaultFile =
 Settings loadedWithoutDescriptors() {
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    limitDescriptors(0);
     Settings settings;
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
     return settings;
@@ -154,7 +153,7 @@ TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadIsKeptBesideTheNewOne) {
 TEST_F(SettingsSaveTest, AFileThatCouldNotBeReadNorMovedStays) {
     writeFile(file_, "[general]\ntheme=dark\n");
     const auto passed = passesWithOwnMounts([&] {
-        ASSERT_EQ(mount(file_.c_str(), file_.c_str(), nullptr, MS_BIND, nullptr), 0);
+        ASSERT_EQ(mount(file_.c_str(), file_.c_str(), "none", MS_BIND, nullptr), 0);
         Settings settings = loadedWithoutDescriptors();
         EXPECT_EQ(settings.theme_, "auto");
         EXPECT_FALSE(settings.save());

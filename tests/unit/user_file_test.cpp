@@ -319,7 +319,7 @@ TEST_F(UserFileTest, AFileThatIsAMountIsWrittenInPlace) {
     const auto passed = passesWithOwnMounts([&] {
         mountEmptyDisk(directory_ / "disk", "size=64k");
         writeFile(directory_ / "disk/mounted", std::string(5000, 'o'));
-        ASSERT_EQ(mount((directory_ / "disk/mounted").c_str(), path_.c_str(), nullptr, MS_BIND, nullptr), 0);
+        ASSERT_EQ(mount((directory_ / "disk/mounted").c_str(), path_.c_str(), "none", MS_BIND, nullptr), 0);
         EXPECT_FALSE(replace(std::string(100'000, 'x'))) << "more than its disk holds";
         EXPECT_EQ(contentOf(path_), std::string(5000, 'o'));
         for (const std::string& content : {std::string(10'000, 'x'), std::string("new")}) {
@@ -352,8 +352,7 @@ TEST_F(UserFileTest, WithoutDescriptorsTheOldFileStays) {
     writeFile(path_, "old");
     // Not by way of this fixture: the sanitizers need a descriptor to check a member call.
     EXPECT_TRUE(passesInChild([path = path_.string()] {
-        const rlimit limit{0, 0};
-        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        limitDescriptors(0);
         EXPECT_FALSE(replaceUserFile(path, "new"));
         EXPECT_EQ(readUserFile(path), std::nullopt);
     }));
