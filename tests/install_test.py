@@ -13,6 +13,7 @@ import unittest
 from pathlib import Path
 
 REPOSITORY = Path(__file__).resolve().parents[1]
+ICON_SIZES = (16, 22, 24, 32, 48, 64, 96, 128, 192, 256, 512)
 
 
 def picture_size(path):
@@ -46,7 +47,8 @@ class Installation(unittest.TestCase):
         theme = self.prefix / "share/icons/hicolor"
         name = self.desktop_entry()["Icon"]
         self.assertIn("<svg", (theme / f"scalable/apps/{name}.svg").read_text())
-        for size in (16, 22, 24, 32, 48, 64, 128, 256):
+        self.assertIn("<svg", (theme / f"symbolic/apps/{name}-symbolic.svg").read_text())
+        for size in ICON_SIZES:
             self.assertEqual(picture_size(theme / f"{size}x{size}/apps/{name}.png"), (size, size))
 
     def test_the_pages_images_are_there(self):
