@@ -104,6 +104,16 @@ class PoTablesTest(unittest.TestCase):
         german += '\n#| msgid "Previous"' + UP + '\n#~ msgctxt "old"\n#~ msgid "Old"\n#~ msgstr "Alt"\n'
         self.accept(german)
 
+    def test_texts_of_the_desktop_are_checked_but_not_compiled_in(self):
+        comment = entry("desktop.comment", "In the panel", "{}")
+        english = ENGLISH + comment.format("In the panel")
+        source = self.accept(header("de") + QUIT + CORES + UP + comment.format("In der Leiste"), english)
+        self.assertIn("KEY_COUNT == 3", source)
+        self.assertNotIn("anel", source)
+        self.assertNotIn("Leiste", source)
+        self.output.unlink()
+        self.refuse(header("de") + QUIT + CORES + UP, "desktop.comment: is missing", english=english)
+
     def test_direction_comes_from_the_header(self):
         hebrew = header("he").replace("Right-To-Left: no", "Right-To-Left: yes") + QUIT + CORES + UP
         self.assertEqual(self.run_tool({"en": ENGLISH, "he": hebrew}).returncode, 0)

@@ -18,7 +18,7 @@ import po_tables  # noqa: E402
 
 LANGUAGES = """ar bg bn ca cs da de el en es fa fi fr he hi hr hu id it ja ko lt lv ms nb ne nl pl pt ro ru sk sl sr sv
                sw th tl tr uk ur vi zh zh_TW""".split()
-KEY_COUNT = 76
+KEY_COUNT = 76  # of the program, beside those of the desktop
 
 # Letters beyond ASCII that texts of the language are written with. In a script of its own a language has no ASCII
 # letters but those of OWN_NAMES.
@@ -146,7 +146,7 @@ class TranslationsTest(unittest.TestCase):
 
     def test_every_language_has_every_text(self):
         self.assertEqual(sorted(path.stem for path in (SOURCE / "po").glob("*.po")), sorted(LANGUAGES))
-        self.assertEqual(len(ENGLISH), KEY_COUNT)
+        self.assertEqual(len([key for key in ENGLISH if not key.startswith(po_tables.DESKTOP_PREFIX)]), KEY_COUNT)
         for code in LANGUAGES:
             with self.subTest(code):
                 self.assertEqual(TEXTS[code].keys(), ENGLISH.keys())
@@ -238,6 +238,16 @@ class TranslationsTest(unittest.TestCase):
             for one, other in pairs:
                 with self.subTest(language=code, texts=(one, other)):
                     self.assertNotEqual(TEXTS[code][one].casefold(), TEXTS[code][other].casefold())
+
+    def test_the_desktop_gets_texts_of_the_usual_form(self):
+        for code in LANGUAGES:
+            with self.subTest(code):
+                self.assertRegex(TEXTS[code]["desktop.comment"], r"^.{20,90}[^.。।۔]$")
+                self.assertLess(len(TEXTS[code]["desktop.generic"]), 30)
+                *keywords, rest = TEXTS[code]["desktop.keywords"].split(";")
+                self.assertEqual(rest, "")
+                self.assertEqual([word for word in keywords if not word or word != word.strip()], [])
+                self.assertEqual(len(keywords), len(set(keywords)))
 
     def test_right_to_left_texts_begin_so(self):
         """The first letter decides which way a paragraph runs."""

@@ -5,7 +5,8 @@
 
 An entry's context is its key; en.po says which keys there are. A text that is not translated yet, or marked
 fuzzy, becomes the English one. Whatever would make the program show a wrong text fails the build, with all
-such places named at once.
+such places named at once. Keys that begin with "desktop." are checked like all others, but left to
+desktop_texts.py.
 """
 
 import argparse
@@ -19,6 +20,7 @@ from pathlib import Path
 from typing import Dict, FrozenSet, List, NamedTuple
 
 ENGLISH = "en"
+DESKTOP_PREFIX = "desktop."  # of texts that the desktop shows and the program never does
 LANGUAGE_CODE = re.compile(r"[a-z]{2,3}(_[A-Z]{2})?")
 PLACEHOLDER = re.compile(r"%.?", re.DOTALL)
 PIECE = r'"(?:[^"\\\n]|\\.)*"'
@@ -170,7 +172,7 @@ def language_row(language):
 
 def source(languages, english):
     """The C++ source. Keys and codes are sorted as bytes: keys are found by binary search."""
-    keys = sorted(english, key=str.encode)
+    keys = sorted((key for key in english if not key.startswith(DESKTOP_PREFIX)), key=str.encode)
     languages = sorted(languages, key=lambda language: language.code.encode())
     lines = [
         "// Made from the translations when the program is built.",
@@ -204,14 +206,9 @@ def read_all(paths, msgfmt):
     return languages, problems
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
-    parser.add_argument("--msgfmt", default="msgfmt")
-    parser.add_argument("--output", type=Path, required=True)
-    parser.add_argument("po", type=Path, nargs="+")
-    arguments = parser.parse_args()
-
-    languages, problems = read_all(arguments.po, arguments.msgfmt)
+def read_checked(paths, msgfmt):
+    """All languages, and the entries of en.po by key; ends the program where anything is wrong with them."""
+    languages, problems = read_all(paths, msgfmt)
     english = {e.key: e for language in languages if language.code == ENGLISH for e in language.entries}
     if not english:
         problems.append(f"error: there is no {ENGLISH}.po with the keys and English texts")
@@ -220,6 +217,17 @@ def main():
             problems.extend(language_problems(language, english))
     if problems:
         sys.exit("\n".join(problems))
+    return languages, english
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.partition("\n")[0])
+    parser.add_argument("--msgfmt", default="msgfmt")
+    parser.add_argument("--output", type=Path, required=True)
+    parser.add_argument("po", type=Path, nargs="+")
+    arguments = parser.parse_args()
+
+    languages, english = read_checked(arguments.po, arguments.msgfmt)
     arguments.output.write_text(source(languages, english), encoding="utf-8")
 
 
