@@ -1,9 +1,11 @@
-# What others read about the program: the desktop's menus and software centres. All of it is generated, as it holds
+# What others read about the program: the desktop's menus, software centres, man. All of it is generated, as it holds
 # the version, the maker or texts in all languages.
 set(KORVALUNE_APPLICATION_ID example.korvalune.korvalune)
 set(KORVALUNE_METAINFO ${KORVALUNE_APPLICATION_ID}.metainfo.xml)
 set(KORVALUNE_DATA ${CMAKE_CURRENT_BINARY_DIR}/data)
 list(LENGTH KORVALUNE_PO KORVALUNE_LANGUAGE_COUNT)
+
+configure_file(data/Korvalune.1.in ${KORVALUNE_DATA}/Korvalune.1 @ONLY)
 
 # As XML has it: a maker may be called anything.
 foreach(value IN ITEMS NAME SITE)
@@ -28,3 +30,4 @@ add_custom_target(desktop_files ALL DEPENDS ${KORVALUNE_TRANSLATED})
 
 install(FILES ${KORVALUNE_DATA}/korvalune.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${KORVALUNE_DATA}/${KORVALUNE_METAINFO} DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES ${KORVALUNE_DATA}/Korvalune.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -64,7 +64,7 @@ class Installation(unittest.TestCase):
     def test_nothing_else_is_there(self):
         """By name, so that a new file is one that somebody meant."""
         found = {str(path.relative_to(self.prefix)) for path in self.prefix.rglob("*") if path.is_file()}
-        expected = {"bin/Korvalune", "share/applications/korvalune.desktop", METAINFO,
+        expected = {"bin/Korvalune", "share/applications/korvalune.desktop", METAINFO, "share/man/man1/Korvalune.1",
                     "share/icons/hicolor/scalable/apps/korvalune.svg",
                     "share/icons/hicolor/symbolic/apps/korvalune-symbolic.svg"}
         expected |= {f"share/icons/hicolor/{size}x{size}/apps/korvalune.png" for size in ICON_SIZES}
