@@ -81,7 +81,7 @@ TEST(AboutView, NamesTheProductAndItsMaker) {
     const ScopedEnvironment environment(kOutside);
     const AboutView view;
     EXPECT_THAT(labelTexts(view.container()),
-                ElementsAre("Korvalune", "v1.11", "Developed by", maker::kName, maker::kCompany,
+                ElementsAre("Korvalune", maker::kVersion, "Developed by", maker::kName, maker::kCompany,
                             maker::kNotice, maker::kSiteHost, maker::kContact, L10n::tr("about.oss.notice"),
                             "Disclaimer", L10n::tr("about.disclaimer.text")));
     EXPECT_THAT(widgetsOfType(view.container(), GTK_TYPE_SEPARATOR), SizeIs(4));
@@ -91,7 +91,7 @@ TEST(AboutView, SizesAndWeightsOfItsTexts) {
     const ScopedEnvironment environment(insideSnap("1.11", "7"));
     const AboutView view;
     EXPECT_EQ(styleOf(view, "Korvalune"), drawn(16, 700));
-    EXPECT_EQ(styleOf(view, "v1.11"), drawn(10));
+    EXPECT_EQ(styleOf(view, maker::kVersion), drawn(10));
     EXPECT_EQ(styleOf(view, "Snap 1.11 (Revision 7)"), drawn(9));
     EXPECT_EQ(styleOf(view, "Developed by"), drawn(10));
     EXPECT_EQ(styleOf(view, maker::kName), drawn(12, 600));
