@@ -17,6 +17,9 @@
 
 namespace {
 
+constexpr const char* kName = "Korvalune";
+/// A host that is told of a new title asks for the whole item anew, and some load its picture a second time.
+constexpr unsigned kDrawingsPerTitle = 5;
 constexpr const char* kImageNames[] = {"Korvalune_a", "Korvalune_b"};
 
 /// What a menu entry knows: whose page it opens.
@@ -91,6 +94,7 @@ void App::setupIndicator() {
     indicator_ = app_indicator_new("korva-lune", "korvalune", APP_INDICATOR_CATEGORY_SYSTEM_SERVICES);
     app_indicator_set_status(indicator_, APP_INDICATOR_STATUS_ACTIVE);
     app_indicator_set_label(indicator_, "", "");
+    app_indicator_set_title(indicator_, kName);
     app_indicator_set_icon_theme_path(indicator_, image_dir_.c_str());
     buildMenu();
 }
@@ -98,8 +102,9 @@ void App::setupIndicator() {
 void App::buildMenu() {
     menu_ = gtk_menu_new();
     guint8 tab = 0;
-    for (const char* key : {"CPU", "GPU", "tab.all.short", "tab.my.short", "tab.help", "tab.about"}) {
-        appendTabItem(L10n::tr(key), tab++);  // "CPU" and "GPU" are no keys and stay as they are
+    GtkWidget* const cpu = appendTabItem("CPU", tab++);
+    for (const char* key : {"GPU", "tab.all.short", "tab.my.short", "tab.help", "tab.about"}) {
+        appendTabItem(L10n::tr(key), tab++);  // "GPU" is no key and stays as it is
     }
     appendSeparator();
     g_signal_connect(appendMenuItem(L10n::tr("tab.settings")), "activate", G_CALLBACK(onShowSettings), this);
@@ -108,6 +113,7 @@ void App::buildMenu() {
     g_signal_connect(menu_, "show", G_CALLBACK(onMenuShown), this);
     gtk_widget_show_all(menu_);
     app_indicator_set_menu(indicator_, GTK_MENU(menu_));
+    app_indicator_set_secondary_activate_target(indicator_, cpu);  // what a middle click chooses
 }
 
 GtkWidget* App::appendMenuItem(const std::string& text) {
@@ -116,12 +122,13 @@ GtkWidget* App::appendMenuItem(const std::string& text) {
     return item;
 }
 
-void App::appendTabItem(const std::string& text, guint8 tab) {
+GtkWidget* App::appendTabItem(const std::string& text, guint8 tab) {
     GtkWidget* item = appendMenuItem(text);
     auto* const record = new TabRecord{this, tab};
     g_object_set_data_full(G_OBJECT(item), "td", record,
                            [](gpointer data) { delete static_cast<TabRecord*>(data); });
     g_signal_connect(item, "activate", G_CALLBACK(onShowTab), record);
+    return item;
 }
 
 void App::appendSeparator() {
@@ -202,11 +209,23 @@ std::vector<App::LabelSegment> App::buildSegments() const {
     return buildLabelSegments(*settings_, *system_info_);
 }
 
+void App::updateTitle(const std::vector<LabelSegment>& segments) {
+    if (segments.empty()) {
+        app_indicator_set_title(indicator_, kName);
+        title_age_ = 0;
+        return;
+    }
+    if (title_age_++ % kDrawingsPerTitle != 0) return;
+    // Whether it is a new one, the library sees.
+    app_indicator_set_title(indicator_, panelTitle(segments, system_info_->average_cpu).c_str());
+}
+
 void App::renderLabelIcon() {
     // Nobody would see it, and the library behind the indicator would complain each time.
     if (bus_watch_.lost()) return;
     const auto segments = buildSegments();
-    app_indicator_set_label(indicator_, segments.empty() ? "Korvalune" : "", "");
+    app_indicator_set_label(indicator_, segments.empty() ? kName : "", "");
+    updateTitle(segments);
     if (segments.empty()) return;
 
     if (!panel_metrics_) panel_metrics_ = detectPanelMetrics();
@@ -221,7 +240,7 @@ void App::renderLabelIcon() {
     // A name without a picture would leave the panel's slot blank, and in a directory that others may write
     // to the picture may be theirs.
     if (!replaced && !isOwnFile(target)) return;
-    app_indicator_set_icon_full(indicator_, name.c_str(), "Korvalune");
+    app_indicator_set_icon_full(indicator_, name.c_str(), kName);
 }
 
 void App::catchUp() {

@@ -51,12 +51,14 @@ private:
     void setupIndicator();
     void buildMenu();
     GtkWidget* appendMenuItem(const std::string& text);
-    void appendTabItem(const std::string& text, guint8 tab);
+    GtkWidget* appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
     std::string imagePath(const std::string& name) const;
     /// For the end of a time in which files could not be written: fonts and icons may not have been opened
     /// meanwhile, nor the desktop been asked.
     void catchUp();
+    /// Says the figures in the item's title, now and then.
+    void updateTitle(const std::vector<LabelSegment>& segments);
     void watchSystemTheme();
     static void onBusReturned();
     static void onPortalSettingChanged(GDBusConnection* connection, const char* sender, const char* path,
@@ -87,5 +89,6 @@ private:
     PngWriter png_writer_;
     std::optional<PanelMetrics> panel_metrics_;  ///< looked up at the first drawing, then kept
     unsigned icon_counter_ = 0;                  ///< images written
+    unsigned title_age_ = 0;                     ///< drawings since it was only the name
     bool written_ = true;                        ///< the last one could be
 };

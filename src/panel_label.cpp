@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -41,6 +42,21 @@ std::optional<LabelSegment> segmentFor(MenuBarItemType type, const Settings& set
     return std::nullopt;
 }
 
+/// Without the blanks that keep the strip's columns in line; that between up and down stays.
+std::string withoutPadding(std::string_view value) {
+    std::string text;
+    for (std::size_t at = 0; at < value.size(); ++at) {
+        if (value[at] != ' ' || value.substr(at).starts_with(" ↓")) text += value[at];
+    }
+    return text;
+}
+
+std::string titlePart(const LabelSegment& segment, double average_cpu) {
+    if (segment.value == kBarMarker) return "CPU " + percent(static_cast<int>(average_cpu));
+    const std::string label = segment.label.substr(0, segment.label.find(':'));
+    return label + (label.empty() ? "" : " ") + withoutPadding(segment.value);
+}
+
 }  // namespace
 
 std::vector<LabelSegment> buildLabelSegments(const Settings& settings, const SystemInfo& info) {
@@ -50,6 +66,18 @@ std::vector<LabelSegment> buildLabelSegments(const Settings& settings, const Sys
         if (auto segment = segmentFor(type, settings, info)) segments.push_back(std::move(*segment));
     }
     return segments;
+}
+
+std::string panelTitle(const std::vector<LabelSegment>& segments, double average_cpu) {
+    std::vector<std::string> parts;
+    for (const LabelSegment& segment : segments) {
+        std::string part = titlePart(segment, average_cpu);
+        if (std::find(parts.begin(), parts.end(), part) == parts.end()) parts.push_back(std::move(part));
+    }
+    std::string title;
+    for (const std::string& part : parts)
+        title += (title.empty() ? "" : " · ") + part;
+    return title;
 }
 
 int panelGpuUtilization(const std::vector<GPUUsage>& gpus, const std::string& selected) {

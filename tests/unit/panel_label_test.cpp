@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "fake_kernel.h"
 #include "l10n.h"
 #include "user_home.h"
@@ -44,6 +46,8 @@ protected:
     }
 
     std::vector<LabelSegment> segments() const { return buildLabelSegments(*settings, *info); }
+
+    std::string title() const { return panelTitle(segments(), info->average_cpu); }
 
     LabelSegment only(MenuBarItemType type) {
         enableOnly(type);
@@ -135,6 +139,57 @@ TEST_F(PanelLabelTest, FiguresAreCutTowardsZero) {
     EXPECT_EQ(only(MenuBarItemType::CpuPercent).value, "99%");
     info->cpu_temperature = -0.9;
     EXPECT_EQ(only(MenuBarItemType::Temperature).value, "0°C");
+}
+
+TEST_F(PanelLabelTest, TheTitleSaysAllFiguresInTheStripsOrderWithoutItsPadding) {
+    EXPECT_EQ(title(), "CPU 37% · 52°C · GPU 12% · NET ↑1.2K ↓34K · MEM 4.0G/16G · SWP 300M");
+    settings->items_ = {{MenuBarItemType::SwapUsed, true},
+                        {MenuBarItemType::GpuPercent, false},
+                        {MenuBarItemType::Temperature, true},
+                        {MenuBarItemType::CpuPercent, true}};
+    EXPECT_EQ(title(), "SWP 300M · 52°C · CPU 37%");
+}
+
+TEST_F(PanelLabelTest, TheTitleLeavesOutWhatTheStripDoes) {
+    info->gpu_usages.clear();
+    info->cpu_temperature.reset();
+    EXPECT_EQ(title(), "CPU 37% · NET ↑1.2K ↓34K · MEM 4.0G/16G · SWP 300M");
+    for (auto& item : settings->items_)
+        item.enabled = false;
+    EXPECT_EQ(title(), "");
+}
+
+TEST_F(PanelLabelTest, BarsAreTheAverageUsageInTheTitle) {
+    enableOnly(MenuBarItemType::CpuBars);
+    EXPECT_EQ(title(), "CPU 37%");
+    settings->items_ = {{MenuBarItemType::CpuBars, true},
+                        {MenuBarItemType::MemoryFree, true},
+                        {MenuBarItemType::CpuPercent, true}};
+    EXPECT_EQ(title(), "CPU 37% · MEM 4.0G/16G");
+}
+
+TEST_F(PanelLabelTest, TheTitleSaysNothingTwice) {
+    settings->items_.assign(1'000'000, {MenuBarItemType::CpuPercent, true});
+    settings->items_.front().type = MenuBarItemType::MemoryFree;
+    EXPECT_EQ(title(), "MEM 4.0G/16G · CPU 37%");
+}
+
+TEST_F(PanelLabelTest, TheTitleIsTheSameInALanguageWrittenFromTheRight) {
+    const std::string english = title();
+    L10n::setLanguage("ar");
+    EXPECT_EQ(title(), english);
+}
+
+TEST_F(PanelLabelTest, TheTitleIsShortAndWholeWithTheGreatestFigures) {
+    constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
+    info->average_cpu = 100;
+    info->cpu_temperature = -273.15;
+    info->gpu_usages = {gpu("Radeon", std::numeric_limits<int>::max())};
+    info->network_speed = {1e300, 1e300};
+    info->memory_info = {0, kMost, kMost};
+    EXPECT_TRUE(g_utf8_validate(title().c_str(), -1, nullptr));
+    EXPECT_THAT(title(), testing::StartsWith("CPU 100% · -273°C · GPU 2147483647% · NET ↑"));
+    EXPECT_LT(title().size(), 256U);
 }
 
 TEST(PanelGpu, FollowsTheSelectionByName) {
