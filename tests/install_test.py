@@ -8,12 +8,13 @@ import configparser
 import functools
 import os
 import struct
-import subprocess
 import sys
 import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
+
+from installation import install
 
 REPOSITORY = Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(REPOSITORY / "tools"))
@@ -49,8 +50,7 @@ class Installation(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         cls.addClassCleanup(directory.cleanup)
         cls.prefix = Path(directory.name)
-        subprocess.run([os.environ["CMAKE"], "--install", os.environ["BUILD_DIRECTORY"], "--prefix", cls.prefix],
-                       check=True, stdout=subprocess.DEVNULL)
+        install(cls.prefix)
 
     def desktop_entry(self):
         parser = configparser.ConfigParser(interpolation=None)
