@@ -59,6 +59,14 @@ class Program:
     def output(self):
         return self._output_path.read_text(errors="replace")
 
+    def pid(self):
+        """The program's own process."""
+        return self.process.pid
+
+    def window_mark(self):
+        """What xdotool finds its windows by."""
+        return "--pid", self.pid()
+
     def running(self):
         return self.process.poll() is None
 
@@ -128,10 +136,14 @@ class DesktopTestCase(unittest.TestCase):
             self.settings_file.parent.mkdir(exist_ok=True)
             content = settings if isinstance(settings, bytes) else settings.encode()
             self.settings_file.write_bytes(content)
+        command = binary_on(machine) if machine else [binary()]
+        return self.start_command([*launcher, *command], environment)
+
+    def start_command(self, command, environment=None, kind=Program):
+        """The same for any command that starts the program."""
         # A warning of GTK or GLib stops the program at once instead of passing unnoticed.
         variables = {"G_DEBUG": None if self.expected_output else "fatal-warnings", **(environment or {})}
-        command = binary_on(machine) if machine else [binary()]
-        program = Program(self.desktop, [*launcher, *command], variables)
+        program = kind(self.desktop, command, variables)
         self.addCleanup(self.check_output, program)
         self.addCleanup(program.end)
         return program

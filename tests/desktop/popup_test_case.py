@@ -35,7 +35,7 @@ class Popup:
 
     def windows(self):
         """The numbers of the program's windows on the screen: the popup and lists that it opened."""
-        return self.xdotool("search", "--onlyvisible", "--pid", self.program.process.pid)
+        return self.xdotool("search", "--onlyvisible", *self.program.window_mark())
 
     def shown(self):
         windows = self.windows()
@@ -71,7 +71,7 @@ class Popup:
         if self._application is None:
             accessibility = Accessibility(self.desktop)
             self._application = self.program.wait_for(
-                lambda: accessibility.application(self.program.process.pid), "the program's widgets")
+                lambda: accessibility.application(self.program.pid()), "the program's widgets")
         return self._application
 
     def find(self, role=None, text=None, seconds=10):
