@@ -13,7 +13,14 @@ FIXTURES = Path(__file__).resolve().parents[1] / "tests/fixtures"
 TICKS = 100  # per second, of processes
 CORE_TICKS = 10_000  # per second: only their shares are looked at, which are then never rounded
 USER = (1000, "mara")
-PASSWD = f"root:x:0:0:root:/root:/bin/sh\n{USER[1]}:x:{USER[0]}:{USER[0]}::/home/{USER[1]}:/bin/sh\n"
+
+
+def passwd(user, root):
+    """A text of /etc/passwd that gives these numbers to the two owners of the machine's processes."""
+    return f"root:x:{root}:0:root:/root:/bin/sh\n{USER[1]}:x:{user}:{user}::/home/{USER[1]}:/bin/sh\n"
+
+
+PASSWD = passwd(USER[0], 0)
 
 # pid, name, owned by the user, percent of a core, resident MiB
 PROCESSES = (
@@ -28,7 +35,8 @@ PROCESSES = (
 )
 GPU_PROCESSES = ((4711, 2600), (958, 310), (2040, 480), (3120, 220), (3002, 40), (2101, 130), (1311, 12))
 BYTES_BEFORE = 7_000_000_000  # that an interface has received, and sent, before the machine lives
-LOADS = (0.93, 0.31, 0.62, 0.12, 0.88, 0.22, 0.55, 0.05)  # of each core, then again from the first
+# Of each core, then again from the first; off the whole percents, to which figures are cut.
+LOADS = (0.934, 0.314, 0.624, 0.124, 0.884, 0.224, 0.554, 0.054)
 
 
 def net_dev(counted):
@@ -42,7 +50,7 @@ class LivingMachine:
     """Writes the kernel's files below `root`; between start() and stop() their counters grow with time."""
 
     def __init__(self, root, cores=8, smt=True, gpus=1, sensor=True, processes=PROCESSES, first_pid=0,
-                 clock=time.monotonic, pause=0.2):
+                 clock=time.monotonic, pause=0.2, user=USER[0]):
         self.root = Path(root)
         self.online = list(range(cores))  # the cores that are switched on
         self.traffic = {"wlan0": (1_340_000, 94_000), "eth0": (0, 0)}  # bytes per second: received, sent
@@ -55,7 +63,8 @@ class LivingMachine:
         self._started = clock()
         self._counted = {}  # bytes that each interface received and sent
         self._advanced = -1000  # seconds since the start: the machine is older than this object
-        self._write("etc/passwd", PASSWD)
+        root_user = 1 if user == 0 else 0  # two owners, also where the program runs as root
+        self._write("etc/passwd", passwd(user, root_user))
         self._write("proc/cpuinfo", "model name\t: Fictional CPU 8-Core @ 3.40GHz\n")
         self._write("proc/meminfo", "MemTotal: 16240000 kB\nMemFree: 3200000 kB\nMemAvailable: 9800000 kB\n"
                     "Buffers: 400000 kB\nCached: 5200000 kB\nSwapTotal: 8000000 kB\nSwapFree: 7100000 kB\n")
@@ -70,7 +79,8 @@ class LivingMachine:
             self._write_gpu(number)
         for number, name, own, _, megabytes in processes:
             pid = first_pid + number
-            self._write(f"proc/{pid}/status", "Name:\t{0}\nUid:\t{1}\t{1}\t{1}\t{1}\n".format(name, USER[0] if own else 0))
+            owner = user if own else root_user
+            self._write(f"proc/{pid}/status", f"Name:\t{name}\nUid:\t{owner}\t{owner}\t{owner}\t{owner}\n")
             self._write(f"proc/{pid}/comm", name + "\n")
         self.advance()
 

@@ -37,9 +37,11 @@ class VirtualDesktop(PrivateSession):
 
     KIND = {"GDK_BACKEND": "x11", "XDG_CURRENT_DESKTOP": "XFCE", "XDG_SESSION_TYPE": "x11"}
 
-    def __init__(self, panel="top", size=(1280, 800), window_manager="xfwm4", environment=None, monitor=None):
+    def __init__(self, panel="top", size=(1280, 800), window_manager="xfwm4", environment=None, monitor=None,
+                 panel_colour=PANEL_COLOUR):
         super().__init__(environment)
         self.panel = panel
+        self.panel_colour = panel_colour
         self.size = size
         self.monitor = monitor  # the part of the screen that can be seen, as (x, y, width, height); none: all
         self.window_manager = window_manager
@@ -94,7 +96,7 @@ class VirtualDesktop(PrivateSession):
     # ---- parts ----
 
     def _write_panel_settings(self):
-        red, green, blue = (channel / 255 for channel in PANEL_COLOUR)
+        red, green, blue = (channel / 255 for channel in self.panel_colour)
         template = (Path(__file__).resolve().parent / "virtual_panel.xml").read_text()
         directory = self.config / "xfce4/xfconf/xfce-perchannel-xml"
         directory.mkdir(parents=True)
@@ -151,8 +153,8 @@ class VirtualDesktop(PrivateSession):
         """Whether the panel shows this image file and nothing else, pixel for pixel."""
         if self.panel == "none" or not image.exists():
             return False
-        strip = Picture.load(image, PANEL_COLOUR).inked(PANEL_COLOUR)
-        return self.panel_picture().inked(PANEL_COLOUR).matches(strip)
+        strip = Picture.load(image, self.panel_colour).inked(self.panel_colour)
+        return self.panel_picture().inked(self.panel_colour).matches(strip)
 
     def strip_shows(self):
         """Whether the panel shows the only item's present image."""
