@@ -18,7 +18,7 @@ REQUIRED, OPTIONAL = True, False
 PLACES = (
     ("CHANGELOG.md", r"^## \[?v?([0-9][^\] \n]*)", r"^## Unreleased$", REQUIRED),
     ("debian/changelog", r"\Akorvalune \(([^-)]+)", None, OPTIONAL),
-    ("snap/snapcraft.yaml", r"^version: *['\"]?([^'\"\n]+)", r"^adopt-info: ", OPTIONAL),
+    ("snap/snapcraft.yaml", r"^version: *['\"]?([^'\"\n]+)", r"^adopt-info: ", REQUIRED),
 )
 
 # Where people and scripts may write the program's name with a version, such as a package's file name.
