@@ -40,6 +40,7 @@ if(KORVALUNE_HARDENED)
   target_link_options(
     standard_settings
     INTERFACE
+    -fPIE
     -pie
     LINKER:-z,relro
     LINKER:-z,now
