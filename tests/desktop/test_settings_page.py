@@ -42,6 +42,7 @@ class SettingsPage(SettingsCase):
         item = self.program.item()
         popup.click(popup.find("check box", "CPU Bars"))
         self.program.wait_for(lambda: item.properties()["XAyatanaLabel"] == "Korvalune", "the label", 2)
+        self.assertEqual(item.properties()["Title"], "Korvalune")
         last = self.program.newest_image()
         content = last.read_bytes()
         self.assertEqual(Picture.load(last).width, BARS_WIDTH)
@@ -51,6 +52,7 @@ class SettingsPage(SettingsCase):
         self.assertEqual(last.read_bytes(), content)
         popup.click(popup.find("check box", "CPU Bars"))
         self.program.wait_for(lambda: item.properties()["XAyatanaLabel"] == "", "no label", 2)
+        self.assertRegex(item.properties()["Title"], r"^CPU \d+%$")
 
     def test_moving_an_item_moves_it_in_the_strip(self):
         popup = self.open_settings(settings=settings_text("cpuBars", "memoryFree"))
