@@ -6,3 +6,6 @@
 /// may be missing) are read as one hexadecimal number whose low 24 bits are the colour, so that "#FFF" is
 /// 0x000FFF; a text without a number is black.
 void parseHex(const std::string& hex, double& r, double& g, double& b);
+
+/// The other way round, each channel cut off to 8 bits: a half is 7F.
+std::string hexText(double r, double g, double b);

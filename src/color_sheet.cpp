@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "accessible.h"
+#include "color.h"
 #include "l10n.h"
 
 namespace {
@@ -60,14 +62,25 @@ void editChosen(GtkWidget* /*add_button*/, gpointer chooser) {
     g_object_set(chooser, "show-editor", TRUE, nullptr);
 }
 
+/// As the settings have it. The toolkit has names for some colours only, and in the desktop's language.
+void nameSwatch(GtkWidget* swatch) {
+    GdkRGBA* color = nullptr;
+    g_object_get(swatch, "rgba", &color, nullptr);
+    setAccessibleName(swatch, hexText(color->red, color->green, color->blue));
+    gdk_rgba_free(color);
+}
+
 /// The chooser is made for a dialog, and what it consists of has no interface of its own.
 void fitIntoPopup(GtkWidget* widget, gpointer chooser) {
     const std::string_view type = G_OBJECT_TYPE_NAME(widget);
     if (type == "GtkColorPlane") gtk_widget_set_size_request(widget, kPlaneSide, kPlaneSide);
     if (type == "GtkColorSwatch") {
         gtk_drag_source_unset(widget);  // a drag would take the popup's grab away
-        if (g_strcmp0(gtk_widget_get_name(widget), "add-color-button") == 0)
+        if (g_strcmp0(gtk_widget_get_name(widget), "add-color-button") == 0) {
             g_signal_connect_after(widget, "activate", G_CALLBACK(editChosen), chooser);
+        } else {
+            nameSwatch(widget);
+        }
     }
     if (GTK_IS_CONTAINER(widget)) gtk_container_forall(GTK_CONTAINER(widget), fitIntoPopup, chooser);
 }
@@ -116,6 +129,7 @@ GtkWidget* ColorSheet::newContent(const std::string& title) {
     GdkRGBA color{};
     gtk_color_chooser_get_rgba(GTK_COLOR_CHOOSER(button_), &color);
     chooser_ = newChooser(color);
+    setAccessibleName(chooser_, title);
     g_signal_connect_swapped(chooser_, "color-activated", G_CALLBACK(+[](ColorSheet* self) { self->take(); }),
                              this);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "accessible.h"
 #include "core_bars.h"
 #include "display_text.h"
 #include "l10n.h"
@@ -12,6 +13,7 @@
 namespace {
 
 constexpr const char* kBarData = "bar_data";
+constexpr const char* kCoreName = "core";
 constexpr int kBarWidth = 80;         // pixels at least
 constexpr int kBarMargin = 4;         // pixels between the number and the bar
 constexpr int kPercentWidth = 35;     // pixels
@@ -38,8 +40,29 @@ TextColor textColor(const UsageColor& color) {
     return {component(color.r), component(color.g), component(color.b)};
 }
 
+/// What a core is called: attached to its bar.
+struct CoreName {
+    const char* group;  ///< its header's key
+    int number;
+};
+
+/// A group's header without the count behind it.
+std::string groupName(const char* title) {
+    const std::string header = L10n::tr(title);
+    const auto count = std::min(header.find('('), header.find("（"));
+    const auto end = header.find_last_not_of(' ', count - 1);
+    return header.substr(0, end + 1);
+}
+
+UsageReading readingOf(GtkWidget* bar) {
+    const auto* const name = attached<CoreName>(bar, kCoreName);
+    const auto* const data = attached<BarData>(bar, kBarData);
+    if (name == nullptr || data == nullptr) return {};
+    return {groupName(name->group) + " " + std::to_string(name->number), data->usage};
+}
+
 GtkWidget* newBar(const CoreUsage& core, const CoreLayout& layout) {
-    GtkWidget* bar = gtk_drawing_area_new();
+    GtkWidget* bar = newUsageBar(readingOf);
     gtk_widget_set_hexpand(bar, TRUE);
     gtk_widget_set_margin_start(bar, kBarMargin);
     gtk_widget_set_size_request(bar, kBarWidth, layout.bar_height);
@@ -104,6 +127,7 @@ void CPUView::addHeadline() {
 void CPUView::addReadings() {
     GtkWidget* line = newRow(4);
     gtk_label_set_use_markup(GTK_LABEL(temp_label_), TRUE);
+    setAccessibleDescription(temp_label_, L10n::tr("settings.temperature"));
     packFilling(line, temp_label_);
     packAtEnd(line, avg_label_);
     pack(container_, line);
@@ -165,8 +189,9 @@ void CPUView::addGroup(const char* title, const UsageColor& color, bool siblings
     const CoreLayout layout = coreLayoutFor(rows_.size());
     int number = 0;
     for (std::size_t i = 0; i < rows_.size(); ++i) {
-        if (plan_.siblings[i] == siblings)
-            rows_[i] = addCoreRow(bars_box_, info_.core_usages[i], ++number, layout);
+        if (plan_.siblings[i] != siblings) continue;
+        rows_[i] = addCoreRow(bars_box_, info_.core_usages[i], ++number, layout);
+        attach(rows_[i].bar, kCoreName, CoreName{title, number});
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include "accessible.h"
 #include "display_text.h"
 #include "l10n.h"
 #include "short_text.h"
@@ -27,8 +28,18 @@ std::string joinedNames(const std::vector<GPUUsage>& gpus) {
     return names;
 }
 
+/// A bar is called what the label before it says.
+UsageReading readingOf(GtkWidget* bar) {
+    const auto* const data = attached<UtilBarData>(bar, kBarData);
+    GList* const labels = gtk_widget_list_mnemonic_labels(bar);
+    if (data == nullptr || labels == nullptr) return {};
+    UsageReading reading{gtk_label_get_text(GTK_LABEL(labels->data)), static_cast<double>(data->value)};
+    g_list_free(labels);
+    return reading;
+}
+
 GtkWidget* newBar(const UtilBarData& data) {
-    GtkWidget* bar = gtk_drawing_area_new();
+    GtkWidget* bar = newUsageBar(readingOf);
     gtk_widget_set_hexpand(bar, TRUE);
     gtk_widget_set_size_request(bar, -1, 14);
     attach(bar, kBarData, data);
@@ -60,8 +71,11 @@ GtkWidget* newProcessRow(const GPUProcessUsage& process) {
 GtkWidget* createUtilRow(const std::string& text, int value, double r, double g, double b) {
     GtkWidget* row = newRow(6);
     gtk_widget_set_size_request(row, -1, 18);
-    pack(row, newColumn(text, kRowName, 70, kAtStart));
-    packFilling(row, newBar({value, r, g, b}));
+    GtkWidget* name = newColumn(text, kRowName, 70, kAtStart);
+    GtkWidget* bar = newBar({value, r, g, b});
+    labelControl(name, bar);
+    pack(row, name);
+    packFilling(row, bar);
     packAtEnd(row, newColumn(shortText("%d%%", value), kRowText, 35, kAtEnd));
     return row;
 }

@@ -1,5 +1,6 @@
 #include "help_view.h"
 
+#include "accessible.h"
 #include "icon_helper.h"
 #include "l10n.h"
 #include "snap.h"
@@ -42,7 +43,7 @@ std::string joined(const std::vector<std::string>& commands) {
 /// A title that breaks into lines, with the icon beside the first one.
 GtkWidget* newSectionHeader(const char* icon_name, const std::string& title) {
     GtkWidget* row = newRow(kIconGap);
-    GtkWidget* icon = load_icon(icon_name, GTK_ICON_SIZE_MENU);
+    GtkWidget* icon = newDecoration(icon_name, title);
     gtk_widget_set_valign(icon, GTK_ALIGN_START);
     pack(row, icon);
     GtkWidget* label = newLabel(title, TextStyle{.points = 10, .weight = PANGO_WEIGHT_BOLD});
@@ -97,10 +98,14 @@ GtkWidget* HelpView::addSection(GtkWidget* box, const char* icon, const std::str
 void HelpView::addCommandSection(GtkWidget* box, const char* icon, const std::string& title,
                                  const std::string& text, const std::vector<std::string>& commands) {
     GtkWidget* section = addSection(box, icon, title, text);
+    GtkWidget* title_label = childAt(childAt(section, 0), 1);
     GtkWidget* row = newRow(kLineGap);
     GtkWidget* entries = newColumnBox(kLineGap);
     for (const std::string& command : commands) {
-        pack(entries, newCommandEntry(command));
+        GtkWidget* entry = newCommandEntry(command);
+        setAccessibleName(entry, title);
+        gtk_widget_add_mnemonic_label(entry, title_label);
+        pack(entries, entry);
     }
     packFilling(row, entries);
     pack(row, newCopyButton(commands));

@@ -1,11 +1,11 @@
 #include "item_rows.h"
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <numbers>
 
+#include "accessible.h"
 #include "color.h"
 #include "color_button.h"
 #include "icon_helper.h"
@@ -54,29 +54,22 @@ MenuBarItemType typeOf(gpointer color_button) {
     return static_cast<MenuBarItemType>(numberOf(color_button, "item_type"));
 }
 
-GtkWidget* childAt(GtkWidget* container, int index) {
-    GList* const children = gtk_container_get_children(GTK_CONTAINER(container));
-    auto* const child = static_cast<GtkWidget*>(g_list_nth_data(children, static_cast<guint>(index)));
-    g_list_free(children);
-    return child;
+/// What an item's colour is called.
+std::string colorName(MenuBarItemType type, const GdkRGBA& color) {
+    const auto nearest = [](double channel) { return std::round(channel * 255.0) / 255.0; };
+    return itemTypeDisplayName(type) + " " +
+           hexText(nearest(color.red), nearest(color.green), nearest(color.blue));
 }
 
 GtkWidget* newDot(MenuBarItemType type, GCallback draw) {
     GtkWidget* const dot = gtk_drawing_area_new();
     gtk_widget_set_size_request(dot, kDotSide, kDotSide);
     gtk_widget_set_valign(dot, GTK_ALIGN_CENTER);
-    g_object_set_data_full(G_OBJECT(dot), "color", new ItemRows::TypeColor(dotColor(type)),
-                           [](gpointer color) { delete static_cast<ItemRows::TypeColor*>(color); });
+    const ItemRows::TypeColor color = dotColor(type);
+    attach(dot, "color", color);
+    setDecorative(dot, colorName(type, {color.r, color.g, color.b, 1}));
     g_signal_connect(dot, "draw", draw, nullptr);
     return dot;
-}
-
-std::string hexText(const GdkRGBA& color) {
-    const auto digits = [](double channel) { return static_cast<unsigned>(channel * 255.0) & 0xFFU; };
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), "#%02X%02X%02X", digits(color.red), digits(color.green),
-                  digits(color.blue));
-    return text.data();
 }
 
 }  // namespace
@@ -106,7 +99,7 @@ GtkWidget* ItemRows::newItemRow(int index) {
     pack(row, label, kLabelPadding);
     packFilling(row, gtk_label_new(nullptr));
     if (item.type != MenuBarItemType::CpuBars) addColorButton(row, item.type);
-    addCheck(row, index);
+    labelControl(label, addCheck(row, index));
     return row;
 }
 
@@ -126,7 +119,6 @@ void ItemRows::addMoveButton(GtkWidget* row, int index, int step) {
 
 void ItemRows::addColorButton(GtkWidget* row, MenuBarItemType type) {
     GtkWidget* const button = newColorButton();
-    setAccessibleName(button, itemTypeDisplayName(type));
     setNumber(button, "item_type", static_cast<int>(type));
     showColor(button);
     g_signal_connect(button, "clicked", G_CALLBACK(onColorClicked), this);
@@ -135,7 +127,7 @@ void ItemRows::addColorButton(GtkWidget* row, MenuBarItemType type) {
     color_buttons_.push_back(button);
 }
 
-void ItemRows::addCheck(GtkWidget* row, int index) {
+GtkWidget* ItemRows::addCheck(GtkWidget* row, int index) {
     const MenuBarItem item = settings_.items_[static_cast<std::size_t>(index)];
     GtkWidget* const check = gtk_check_button_new();
     setAccessibleName(check, itemTypeDisplayName(item.type));
@@ -143,12 +135,14 @@ void ItemRows::addCheck(GtkWidget* row, int index) {
     setNumber(check, "idx", index);
     g_signal_connect(check, "toggled", G_CALLBACK(onToggled), this);
     pack(row, check);
+    return check;
 }
 
 void ItemRows::showColor(GtkWidget* button) const {
     GdkRGBA color{0, 0, 0, 1};
     parseHex(settings_.hexColor(typeOf(button)), color.red, color.green, color.blue);
     gtk_color_chooser_set_rgba(GTK_COLOR_CHOOSER(button), &color);
+    setAccessibleName(button, colorName(typeOf(button), color));
 }
 
 void ItemRows::move(int from, int to) {
@@ -190,7 +184,7 @@ void ItemRows::onColorSet(GtkColorButton* button, gpointer self) {
     const auto* const rows = static_cast<ItemRows*>(self);
     GdkRGBA color{};
     gtk_color_chooser_get_rgba(GTK_COLOR_CHOOSER(button), &color);
-    quietly([&] { rows->settings_.setColor(typeOf(button), hexText(color)); });
+    quietly([&] { rows->settings_.setColor(typeOf(button), hexText(color.red, color.green, color.blue)); });
     // The settings file may have put the same reading into several places.
     for (GtkWidget* each : rows->color_buttons_)
         rows->showColor(each);

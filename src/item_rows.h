@@ -31,7 +31,7 @@ private:
     GtkWidget* newItemRow(int index);
     void addMoveButton(GtkWidget* row, int index, int step);
     void addColorButton(GtkWidget* row, MenuBarItemType type);
-    void addCheck(GtkWidget* row, int index);
+    GtkWidget* addCheck(GtkWidget* row, int index);
     void showColor(GtkWidget* button) const;
     void move(int from, int to);
     void focusMoveButton(int index, int step);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "accessible.h"
 #include "icon_helper.h"
 #include "l10n.h"
 #include "popup_placement.h"
@@ -29,6 +30,7 @@ constexpr const char* kMyProcessesPage = "myProcesses";
 constexpr const char* kHelpPage = "help";
 constexpr const char* kAboutPage = "about";
 constexpr const char* kSettingsPage = "settings";
+constexpr const char* kSettingsTitle = "tab.settings";
 
 struct Tab {
     const char* page;
@@ -181,7 +183,7 @@ GtkWidget* PopupWindow::buildFooter() {
     settings_btn_ = icon_button("emblem-system-symbolic", GTK_ICON_SIZE_MENU);
     gtk_button_set_relief(GTK_BUTTON(settings_btn_), GTK_RELIEF_NONE);
     setStyleClass(settings_btn_, "settings-btn", true);
-    setAccessibleName(settings_btn_, L10n::tr("tab.settings"));
+    setAccessibleName(settings_btn_, L10n::tr(kSettingsTitle));
     g_signal_connect_swapped(settings_btn_, "clicked",
                              G_CALLBACK(+[](PopupWindow* self) { self->toggleSettings(); }), this);
     packAtEnd(footer, settings_btn_);
@@ -207,7 +209,7 @@ void PopupWindow::showSettings(int x, int y) {
     show_settings_ = true;
     showPage(kSettingsPage);
     settings_view_->refreshDevices();
-    setTitleAndSize("tab.settings", 420, 600);
+    setTitleAndSize(kSettingsTitle, 420, 600);
     positionAndShow(x, y);
 }
 
@@ -229,11 +231,15 @@ void PopupWindow::showPage(const char* name) {
     gtk_stack_set_visible_child_name(stack, name);
     gtk_adjustment_set_value(gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scroller_)), 0);
     setStyleClass(settings_btn_, "settings-btn-active", show_settings_);
+    const auto* const tab = std::ranges::find(kTabs, std::string_view(name), &Tab::page);
+    setAccessibleName(scroller_, L10n::tr(tab != kTabs.end() ? tab->title : kSettingsTitle));
     recordPage();
 }
 
 void PopupWindow::setTitleAndSize(const char* title, int width, int height) {
-    gtk_label_set_text(GTK_LABEL(view_title_), L10n::tr(title).c_str());
+    const std::string text = L10n::tr(title);
+    gtk_label_set_text(GTK_LABEL(view_title_), text.c_str());
+    setAccessibleName(window_, text);
     current_width_ = width;
     current_height_ = height;
 }

@@ -39,10 +39,18 @@ private:
     std::array<SizeGroup, kSortColumns.size()> groups_;
 };
 
-/// A row of a process page: rank, name, user, memory and CPU usage. It takes the keyboard's focus. Its object
-/// data are "pid" (the number) and "pname" (a copy of the name as the kernel has it).
+/// A row of a process page: rank, name, user, memory and CPU usage. It takes the keyboard's focus; screen
+/// readers take it for an item of a list, which they can have emit "activate". Its object data are "pid" (the
+/// number) and "pname" (a copy of the name as the kernel has it).
 GtkWidget* newProcessRow(int rank, const ProcessUsage& process, const ProcessRowStyles& styles,
                          ProcessColumns& columns);
+
+/// The vertical box for such rows. It gets no accessible before a reader asks: from then on the toolkit makes
+/// one for every row that is added, reader or not.
+GtkWidget* newRowBox();
+
+/// Lets a row stand out as the selected one.
+void markSelected(GtkWidget* row);
 
 /// The process of a row; 0 for any other widget.
 int pidOfRow(GtkWidget* row);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 
+#include "accessible.h"
 #include "display_text.h"
 #include "l10n.h"
 #include "row_focus.h"
@@ -75,10 +76,11 @@ GtkWidget* ProcessView::newHeaderButton(SortColumn column) {
 }
 
 GtkWidget* ProcessView::newScrolledList() {
-    list_box_ = newColumnBox(1);
+    list_box_ = newRowBox();
     scroller_ = newScroller(list_box_);
     gtk_widget_set_vexpand(scroller_, TRUE);
     gtk_widget_set_size_request(scroller_, -1, kScrolledHeight);
+    setAccessibleName(scroller_, L10n::tr(user_only_ ? "tab.my.short" : "tab.all.short"));
     return scroller_;
 }
 
@@ -132,8 +134,8 @@ void ProcessView::rebuildList() {
         GtkWidget* row = newProcessRow(++rank, process, styles, columns_);
         g_signal_connect(row, "button-press-event", G_CALLBACK(onRowPressed), this);
         g_signal_connect(row, "key-press-event", G_CALLBACK(onRowKey), this);
-        if (process.pid == selected_pid_)
-            gtk_style_context_add_class(gtk_widget_get_style_context(row), "selected-process");
+        g_signal_connect(row, "activate", G_CALLBACK(onRowActivated), this);
+        if (process.pid == selected_pid_) markSelected(row);
         pack(list_box_, row);
     }
     gtk_widget_show_all(list_box_);
@@ -177,6 +179,10 @@ gboolean ProcessView::onRowKey(GtkWidget* row, GdkEventKey* event, ProcessView* 
     return GDK_EVENT_STOP;
 }
 
+void ProcessView::onRowActivated(GtkWidget* row, ProcessView* view) {
+    view->chooseRow(row);
+}
+
 void ProcessView::chooseRow(GtkWidget* row) {
     onProcessSelected(pidOfRow(row), static_cast<const char*>(g_object_get_data(G_OBJECT(row), "pname")));
 }
@@ -205,6 +211,8 @@ void ProcessView::showActionBar() {
     cutAtCharacter(text, kMaxSelectionBytes);
     if (confirm_mode_) text = L10n::tr(confirm_kill_ ? "confirm.kill" : "confirm.terminate", name);
     gtk_label_set_text(GTK_LABEL(action_label_), text.c_str());
+    for (const char* const button : {kTerminateButton, kKillButton, kYesButton, kNoButton})
+        setAccessibleDescription(actionButton(button), text);
     for (const char* const button : {kTerminateButton, kKillButton})
         gtk_widget_set_visible(actionButton(button), !confirm_mode_);
     for (const char* const button : {kYesButton, kNoButton})

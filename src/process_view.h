@@ -68,6 +68,7 @@ private:
     static void onHeaderClicked(GtkButton* button, ProcessView* view);
     static gboolean onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view);
     static gboolean onRowKey(GtkWidget* row, GdkEventKey* event, ProcessView* view);
+    static void onRowActivated(GtkWidget* row, ProcessView* view);
     static gboolean onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view);
     static gboolean onQueuedRebuild(gpointer view);
 

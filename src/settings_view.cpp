@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "accessible.h"
 #include "combo.h"
 #include "display_text.h"
 #include "icon_helper.h"
@@ -66,6 +67,7 @@ SettingsView::SettingsView(Settings& settings, SystemInfo& info)
       gpu_choice_([this](const std::string& name) { chooseGpu(name); }),
       net_choice_([this](const std::string& name) { chooseInterface(name); }) {
     setPageMargins(container_, kMargin, kSpacing);
+    setAccessibleName(scroller_, L10n::tr("tab.settings"));
     addPanelSection();
     packSeparator(container_);
     addAutostartSection();
@@ -116,6 +118,7 @@ void SettingsView::addAutostartSection() {
     packFilling(row, gtk_label_new(nullptr));
     GtkWidget* const check = gtk_check_button_new();
     setAccessibleName(check, text);
+    labelControl(label, check);
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(check), settings_.autostart_);
     g_signal_connect(check, "toggled", G_CALLBACK(onAutostartToggled), this);
     pack(row, check);
@@ -125,8 +128,8 @@ void SettingsView::addAutostartSection() {
 
 void SettingsView::showAutostart() {
     destroyChildren(autostart_icon_);
-    pack(autostart_icon_,
-         load_icon(settings_.autostart_ ? "emblem-ok-symbolic" : "radio-symbolic", GTK_ICON_SIZE_MENU));
+    pack(autostart_icon_, newDecoration(settings_.autostart_ ? "emblem-ok-symbolic" : "radio-symbolic",
+                                        L10n::tr("settings.launch.label")));
     gtk_widget_show_all(autostart_icon_);
 }
 
@@ -137,6 +140,7 @@ GtkWidget* SettingsView::addChoice(const char* icon, const char* label_key,
     GtkWidget* const combo = newCombo();
     fillCombo(combo, texts, active);
     setAccessibleName(combo, L10n::tr(label_key));
+    labelControl(childAt(row, 1), combo);
     gtk_widget_set_size_request(combo, kComboWidth, -1);
     packAtEnd(row, combo);
     pack(container_, row);
@@ -174,6 +178,7 @@ void SettingsView::addDeviceRow(const char* label_key, GtkWidget* combo) {
     ellipsize(label);
     pack(row, label);
     setAccessibleName(combo, L10n::tr(label_key));
+    labelControl(label, combo);
     packFilling(row, combo);
     pack(container_, row);
 }

@@ -1,5 +1,6 @@
 #include "widgets.h"
 
+#include "accessible.h"
 #include "icon_helper.h"
 #include "l10n.h"
 
@@ -109,17 +110,30 @@ GtkWidget* newScroller(GtkWidget* child) {
 
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes) {
     GtkWidget* row = newRow(6);
-    pack(row, load_icon(icon, GTK_ICON_SIZE_MENU));
+    pack(row, newDecoration(icon, title));
     GtkWidget* label = newLabel(title, attributes);
     ellipsize(label);  // translations may be longer than the page is wide
     pack(row, label);
     return row;
 }
 
+GtkWidget* newDecoration(const char* icon, const std::string& words) {
+    GtkWidget* image = load_icon(icon, GTK_ICON_SIZE_MENU);
+    setDecorative(image, words);
+    return image;
+}
+
 void setPageMargins(GtkWidget* page, int sides, int top) {
     gtk_widget_set_margin_start(page, sides);
     gtk_widget_set_margin_end(page, sides);
     gtk_widget_set_margin_top(page, top);
+}
+
+GtkWidget* childAt(GtkWidget* container, int index) {
+    GList* const children = gtk_container_get_children(GTK_CONTAINER(container));
+    auto* const child = static_cast<GtkWidget*>(g_list_nth_data(children, static_cast<guint>(index)));
+    g_list_free(children);
+    return child;
 }
 
 void destroyChildren(GtkWidget* container) {
@@ -131,10 +145,4 @@ void setActiveSilently(GtkToggleButton* check, bool active, gpointer data) {
     g_signal_handlers_block_matched(check, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, data);
     gtk_toggle_button_set_active(check, active);
     g_signal_handlers_unblock_matched(check, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, data);
-}
-
-void setAccessibleName(GtkWidget* widget, const std::string& name) {
-    if (AtkObject* accessible = gtk_widget_get_accessible(widget)) {
-        atk_object_set_name(accessible, name.c_str());
-    }
 }

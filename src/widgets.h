@@ -58,11 +58,17 @@ GtkWidget* newScroller(GtkWidget* child);
 /// The least height of a page's own scrolled part, pixels; a low monitor gets a lower one.
 constexpr int kScrolledHeight = 450;
 
-/// An icon from load_icon() with a label behind it.
+/// An icon from load_icon() with a label behind it, as its second child.
 GtkWidget* newHeader(const char* icon, const std::string& title, const TextAttributes& attributes);
+
+/// An icon beside the words that it stands for.
+GtkWidget* newDecoration(const char* icon, const std::string& words);
 
 /// Pixels of room around a page: at both sides and above.
 void setPageMargins(GtkWidget* page, int sides, int top);
+
+/// A container's child at a place counted from 0; null when it has fewer.
+GtkWidget* childAt(GtkWidget* container, int index);
 
 /// Destroys everything in a container.
 void destroyChildren(GtkWidget* container);
@@ -82,9 +88,6 @@ Record* attached(GtkWidget* widget, const char* key) {
 
 /// Sets a check button without calling the handlers that were connected with `data`.
 void setActiveSilently(GtkToggleButton* check, bool active, gpointer data);
-
-/// What screen readers call a widget that has no text of its own.
-void setAccessibleName(GtkWidget* widget, const std::string& name);
 
 /// Owns a widget from its creation on, wherever it is packed, and destroys it at the end: no handler of it
 /// can then reach the object that owned it.

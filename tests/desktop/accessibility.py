@@ -11,11 +11,13 @@ NULL = "/org/a11y/atspi/null"
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 COMPONENT = "org.a11y.atspi.Component"
 TEXT = "org.a11y.atspi.Text"
+VALUE = "org.a11y.atspi.Value"
+ACTION = "org.a11y.atspi.Action"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 TEXT_ROLES = ("label", "text")
 SCREEN = 0  # coordinates that count from the screen's corner
 NOWHERE = -2**31  # a coordinate
-STATES = {"checked": 4, "focused": 12, "sensitive": 24, "visible": 30}  # bits
+STATES = {"active": 1, "checked": 4, "focused": 12, "sensitive": 24, "visible": 30}  # bits
 
 
 class Accessibility:
@@ -84,6 +86,14 @@ class Widget:
         if self.role() in TEXT_ROLES:  # asking any other one would be a mistake that the program complains of
             return self._call(TEXT, "GetText", GLib.Variant("(ii)", (0, -1)))[0]
         return self.name()
+
+    def value(self):
+        """The number that a level bar or a slider stands for."""
+        return self._property(VALUE, "CurrentValue")
+
+    def act(self):
+        """Does what a widget is there for, as readers do without a pointer; whether it did."""
+        return self._call(ACTION, "DoAction", GLib.Variant("(i)", (0,)))[0]
 
     def states(self):
         low, high = self._call(ACCESSIBLE, "GetState")[0]

@@ -75,7 +75,7 @@ class ProcessPageCase(PopupTestCase):
     @staticmethod
     def present_rows(popup):
         """All rows from top to bottom, read between two refreshes; none when there are none or they change."""
-        first = next((widget for widget in popup.find_all("panel") if cell_texts(widget)), None)
+        first = next((widget for widget in popup.find_all("list item") if cell_texts(widget)), None)
         if first is None:
             return None
         try:

@@ -93,10 +93,14 @@ class ListsAndScrolling(SettingsCase):
 
 
 class ColourSheet(SettingsCase):
+    @staticmethod
+    def colour_button(popup, name="Memory"):
+        return popup.find("push button", lambda text: text.startswith(f"{name} #"))
+
     def open_sheet(self, name="Memory"):
         popup = self.open_settings(settings=settings_text("memoryFree"))
         place = popup.rested()
-        popup.click(popup.find("push button", name))
+        popup.click(self.colour_button(popup, name))
         popup.find("push button", "Back")
         self.shot("colour-sheet")
         self.assertEqual(popup.rested()[:3], place[:3], "the popup stays in its place")
@@ -118,7 +122,7 @@ class ColourSheet(SettingsCase):
         popup.click(popup.find("push button", "Apply"))
         self.check_in_strip()
         first = self.chosen()
-        popup.click(popup.find("push button", "Memory"))
+        popup.click(self.colour_button(popup))
         popup.click(popup.find_all("radio button")[12])
         popup.click(popup.find("push button", "Apply"))
         wait_until(lambda: self.chosen() != first, 5, "another colour")
@@ -137,7 +141,7 @@ class ColourSheet(SettingsCase):
         popup.click(popup.find_all("radio button")[3])
         popup.click(popup.find("push button", "Back"))
         self.assertFalse(popup.find_all("push button", "Back"))
-        popup.click(popup.find("push button", "Memory"))
+        popup.click(self.colour_button(popup))
         popup.find("push button", "Back")
         self.desktop.press("Escape")
         popup.program.wait_for(lambda: not popup.find_all("push button", "Back"), "the end of the sheet", 5)

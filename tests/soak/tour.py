@@ -86,7 +86,7 @@ class Places:
         for role, name in (("push button", "CPU % ↓"), ("push button", "CPU Bars ↑"), ("check box", "Swap Used"),
                            ("check box", "Temperature"), ("combo box", "Theme:"), ("push button", "Settings")):
             self._note("Settings", name, popup.find(role, name), place)
-        button = popup.find("push button", COLOURED_ITEM)
+        button = popup.find("push button", lambda text: text.startswith(f"{COLOURED_ITEM} #"))
         self._note("Settings", "colour", button, place)
         before = set(popup.find_all("push button"))
         popup.click(button)

@@ -70,3 +70,17 @@ TEST(ParseHex, TakesTextsOfAnyLength) {
     EXPECT_EQ(rgbOf("#" + std::string(1'000'000, ' ')), 0);
     EXPECT_EQ(rgbOf(std::string(1'000'000, '#')), 0);
 }
+
+TEST(HexText, GivesBackWhatWasRead) {
+    for (const char* const text : {"#000000", "#FFFFFF", "#4090FF", "#01FE80"}) {
+        double r = -1;
+        double g = -1;
+        double b = -1;
+        parseHex(text, r, g, b);
+        EXPECT_EQ(hexText(r, g, b), text);
+    }
+}
+
+TEST(HexText, CutsChannelsOff) {
+    EXPECT_EQ(hexText(1, 0.5, 0.999), "#FF7FFE");
+}

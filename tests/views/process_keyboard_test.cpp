@@ -190,12 +190,12 @@ TEST_F(ProcessKeyboardTest, ScreenReadersHearWhatTheRowShows) {
     const auto spoken = [this] {
         return std::string(atk_object_get_name(gtk_widget_get_accessible(rows().at(0))));
     };
-    EXPECT_EQ(spoken(), "p0, root, 0M, 40.0");
+    EXPECT_EQ(spoken(), "p0 (2000000000), root, Mem 0M, CPU% 40.0");
     ProcessUsage hostile = process(kNobody, "<b>\xff\n", 12.34, 1536);
     hostile.user = "a\xfe";
     info_.top_processes = {hostile};
     refresh();
-    EXPECT_EQ(spoken(), "<b>��, a�, 1.5G, 12.3");
+    EXPECT_EQ(spoken(), "<b>�� (2000000000), a�, Mem 1.5G, CPU% 12.3");
 }
 
 // --- Refreshing ---
