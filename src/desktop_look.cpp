@@ -107,7 +107,7 @@ bool desktopPrefersDark() {
 
 GtkCssProvider* applyLook(bool dark, GtkCssProvider* provider) {
     set_active_dark(dark);
-    const std::string css = build_css(dark ? Palette::dark_() : Palette::light());
+    const std::string css = build_css(dark ? Palette::dark_() : Palette::light()) + focus_css();
     if (!provider) provider = newScreenProvider();
     gtk_css_provider_load_from_data(provider, css.c_str(), -1, nullptr);
     if (GtkSettings* settings = gtk_settings_get_default()) setPreferDark(settings, dark);

@@ -82,6 +82,15 @@ std::string build_css(const Palette& palette) {
     return css.append(rest);
 }
 
+std::string focus_css() {
+    return "* {  outline: 2px solid currentColor;  outline-offset: -2px;  -gtk-outline-radius: 5px;}"
+           "checkbutton {  outline-offset: 2px;}"
+           "colorswatch {  outline-color: white;}"
+           "colorswatch:focus > overlay {  box-shadow: inset 0 0 0 4px black;}"
+           "entry:focus {  border-color: currentColor;  box-shadow: inset 0 0 0 1px currentColor;}"
+           "scrolledwindow:focus {  box-shadow: inset 0 0 0 2px currentColor;  border-radius: 5px;}";
+}
+
 void set_active_dark(bool dark) {
     g_active_dark = dark;
 }

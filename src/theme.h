@@ -20,6 +20,11 @@ struct Palette {
 /// are.
 std::string build_css(const Palette& palette);
 
+/// The style sheet for the keyboard's focus, the same in both looks: a ring in the colour of the text around
+/// it, since themes draw one that is too pale to be found. On a swatch it is white and black, whatever colour
+/// that has.
+std::string focus_css();
+
 /// Whether the dark look is in force; false until the first decision. Main thread only.
 void set_active_dark(bool dark);
 bool active_dark();

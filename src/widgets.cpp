@@ -95,6 +95,13 @@ void lighten(GtkWidget* scrollbar) {
     g_object_unref(provider);
 }
 
+/// What does not scroll needs no place where the arrow keys scroll it.
+void onRoomChanged(GtkWidget* scroller, GtkAdjustment* adjustment) {
+    const bool scrolls = gtk_adjustment_get_upper(adjustment) - gtk_adjustment_get_lower(adjustment) >
+                         gtk_adjustment_get_page_size(adjustment);
+    if (scrolls != (gtk_widget_get_can_focus(scroller) != FALSE)) gtk_widget_set_can_focus(scroller, scrolls);
+}
+
 }  // namespace
 
 GtkWidget* newScroller(GtkWidget* child) {
@@ -105,6 +112,9 @@ GtkWidget* newScroller(GtkWidget* child) {
     gtk_container_add(GTK_CONTAINER(widget), child);
     gtk_viewport_set_shadow_type(GTK_VIEWPORT(gtk_bin_get_child(GTK_BIN(widget))), GTK_SHADOW_NONE);
     lighten(gtk_scrolled_window_get_vscrollbar(scroller));
+    gtk_widget_set_can_focus(widget, FALSE);
+    g_signal_connect_object(gtk_scrolled_window_get_vadjustment(scroller), "changed",
+                            G_CALLBACK(onRoomChanged), widget, G_CONNECT_SWAPPED);
     return widget;
 }
 

@@ -52,7 +52,8 @@ void packAtEnd(GtkWidget* box, GtkWidget* child);
 void packSeparator(GtkWidget* box, unsigned padding = 0);
 
 /// Lets `child` scroll vertically, with a bar that takes room of its own beside it: one laid over the page
-/// would take the clicks meant for what lies below it.
+/// would take the clicks meant for what lies below it. While there is something to scroll, and nothing in it
+/// takes the keyboard's focus, it takes that itself.
 GtkWidget* newScroller(GtkWidget* child);
 
 /// The least height of a page's own scrolled part, pixels; a low monitor gets a lower one.

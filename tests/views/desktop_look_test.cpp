@@ -68,7 +68,8 @@ TEST_F(DesktopLook, BothSheetsAreGoodCss) {
                              *text += std::string(error->message) + "\n";
                          }),
                          &complaints);
-        EXPECT_TRUE(gtk_css_provider_load_from_data(provider, build_css(palette).c_str(), -1, nullptr));
+        const std::string sheet = build_css(palette) + focus_css();
+        EXPECT_TRUE(gtk_css_provider_load_from_data(provider, sheet.c_str(), -1, nullptr));
         EXPECT_EQ(complaints, "");
         g_object_unref(provider);
     }

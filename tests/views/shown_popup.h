@@ -37,10 +37,17 @@ inline bool settlesTo(const std::function<bool()>& condition, double seconds = 1
 }
 
 /// What a key does in the popup; whether it was handled.
-inline bool pressKey(guint key) {
+inline bool pressKey(guint key, unsigned modifiers = 0) {
     GdkEvent* const event = gdk_event_new(GDK_KEY_PRESS);
     event->key.window = GDK_WINDOW(g_object_ref(gtk_widget_get_window(shownPopup())));
     event->key.keyval = key;
+    event->key.state = static_cast<GdkModifierType>(modifiers);
+    GdkKeymapKey* keys = nullptr;
+    int count = 0;
+    gdk_keymap_get_entries_for_keyval(gdk_keymap_get_for_display(gdk_display_get_default()), key, &keys,
+                                      &count);
+    if (count > 0) event->key.hardware_keycode = static_cast<guint16>(keys[0].keycode);
+    g_free(keys);
     gdk_event_set_device(event,
                          gdk_seat_get_keyboard(gdk_display_get_default_seat(gdk_display_get_default())));
     gboolean handled = FALSE;

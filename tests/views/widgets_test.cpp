@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "widget_tree.h"
+#include "shown_popup.h"
 
 namespace {
 
@@ -68,6 +68,26 @@ TEST(Widgets, AWrappedLabelGrowsInHeightNotInWidth) {
     gtk_widget_get_preferred_height_for_width(label, 800, &wide, nullptr);
     gtk_widget_get_preferred_height_for_width(label, 200, &narrow, nullptr);
     EXPECT_GT(narrow, 2 * wide);
+}
+
+TEST(Widgets, WhatScrollsCanHaveTheFocusWhileThereIsSomethingToScroll) {
+    GtkWidget* const content = gtk_label_new("x");
+    const OwnedWidget window(gtk_window_new(GTK_WINDOW_POPUP));
+    GtkWidget* const scroller = newScroller(content);
+    gtk_container_add(GTK_CONTAINER(static_cast<GtkWidget*>(window)), scroller);
+    gtk_window_resize(GTK_WINDOW(static_cast<GtkWidget*>(window)), 100, 100);
+    gtk_widget_show_all(window);
+    const auto takes_focus = [&](int height) {
+        gtk_widget_set_size_request(content, -1, height);
+        return settlesTo([=] { return gtk_widget_get_allocated_height(content) >= height; }) &&
+               gtk_widget_child_focus(window, GTK_DIR_TAB_FORWARD);
+    };
+    EXPECT_FALSE(takes_focus(50));
+    EXPECT_TRUE(takes_focus(1000));
+    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(static_cast<GtkWidget*>(window))), scroller);
+    gtk_window_set_focus(GTK_WINDOW(static_cast<GtkWidget*>(window)), nullptr);
+    gtk_widget_set_size_request(content, -1, 50);
+    EXPECT_TRUE(settlesTo([=] { return !gtk_widget_get_can_focus(scroller); }));
 }
 
 TEST(Widgets, AnOwnedWidgetEndsWithItsOwnerWhereverItIsPacked) {
