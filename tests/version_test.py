@@ -13,12 +13,11 @@ from pathlib import Path
 SOURCE = Path(__file__).resolve().parent.parent
 
 # Files that name it in a form of their own: what stands around it, of which the first place counts, and what may
-# stand there instead. A file that is not required is looked at once it exists.
-REQUIRED, OPTIONAL = True, False
+# stand there instead.
 PLACES = (
-    ("CHANGELOG.md", r"^## \[?v?([0-9][^\] \n]*)", r"^## Unreleased$", REQUIRED),
-    ("debian/changelog", r"\Akorvalune \(([^-)]+)", None, OPTIONAL),
-    ("snap/snapcraft.yaml", r"^version: *['\"]?([^'\"\n]+)", r"^adopt-info: ", REQUIRED),
+    ("CHANGELOG.md", r"^## \[?v?([0-9][^\] \n]*)", r"^## Unreleased$"),
+    ("debian/changelog", r"\Akorvalune \(([^-)]+)", None),
+    ("snap/snapcraft.yaml", r"^version: *['\"]?([^'\"\n]+)", r"^adopt-info: "),
 )
 
 # Where people and scripts may write the program's name with a version, such as a package's file name.
@@ -49,11 +48,9 @@ def prose_files():
 
 class VersionTest(unittest.TestCase):
     def test_every_place_names_this_version(self):
-        for name, version, instead, required in PLACES:
+        for name, version, instead in PLACES:
             with self.subTest(name):
                 path = SOURCE / name
-                if not required and not path.exists():
-                    continue
                 named = re.search(version, text_of(path), re.MULTILINE)
                 if named:
                     self.assertEqual(named[1], VERSION)
