@@ -30,6 +30,9 @@ WINDOW_MANAGERS = {
 }
 # The panel's own numbers for "the whole upper edge" and "the whole lower edge" of the screen.
 PANEL_POSITIONS = {"top": "p=6;x=0;y=0", "bottom": "p=10;x=0;y=0"}
+# Who shows the item: the plugin that takes it whole from the indicator service, or the tray, which needs no service
+# and squeezes it.
+PLUGINS = ("indicator", "systray")
 
 
 class VirtualDesktop(PrivateSession):
@@ -38,13 +41,14 @@ class VirtualDesktop(PrivateSession):
     KIND = {"GDK_BACKEND": "x11", "XDG_CURRENT_DESKTOP": "XFCE", "XDG_SESSION_TYPE": "x11"}
 
     def __init__(self, panel="top", size=(1280, 800), window_manager="xfwm4", environment=None, monitor=None,
-                 panel_colour=PANEL_COLOUR):
+                 panel_colour=PANEL_COLOUR, plugin="indicator"):
         super().__init__(environment)
         self.panel = panel
         self.panel_colour = panel_colour
         self.size = size
         self.monitor = monitor  # the part of the screen that can be seen, as (x, y, width, height); none: all
         self.window_manager = window_manager
+        self.plugin = plugin
         self._display_process = None
         self._panel_process = None
         self._watcher_process = None
@@ -64,12 +68,14 @@ class VirtualDesktop(PrivateSession):
             self.start_panel()
 
     def start_panel(self):
-        self._start_watcher()
+        if self.plugin == "indicator":
+            self._start_watcher()
         if self._panel_process:
             return
         self._panel_process = self._service(["xfce4-panel", "--disable-wm-check"])
         if self.window_manager != "none":
             wait_until(lambda: self.work_area()[3] == self.size[1] - PANEL_HEIGHT, 20, "the panel")
+        wait_until(lambda: self.owner_of(WATCHER), 20, "whoever takes items")
 
     def stop_panel(self, with_watcher=True):
         """Kills the panel as a crash would, and the service behind it as well if wanted."""
@@ -101,7 +107,7 @@ class VirtualDesktop(PrivateSession):
         directory = self.config / "xfce4/xfconf/xfce-perchannel-xml"
         directory.mkdir(parents=True)
         (directory / "xfce4-panel.xml").write_text(template.format(
-            position=PANEL_POSITIONS[self.panel], height=PANEL_HEIGHT, red=red, green=green, blue=blue))
+            plugin=self.plugin, position=PANEL_POSITIONS[self.panel], height=PANEL_HEIGHT, red=red, green=green, blue=blue))
 
     def _x_server(self):
         width, height = self.size
@@ -169,13 +175,15 @@ def parse_arguments():
     parser.add_argument("--screenshot", type=Path, metavar="FILE", help="write a picture of the whole screen")
     parser.add_argument("--seconds", type=float, help="end after so long (otherwise with Ctrl+C)")
     parser.add_argument("--panel", choices=[*PANEL_POSITIONS, "none"], default="top")
+    parser.add_argument("--plugin", choices=PLUGINS, default="indicator", help="what shows the strip in the panel")
     parser.add_argument("--window-manager", choices=list(WINDOW_MANAGERS), default="xfwm4")
     parser.add_argument("program", nargs="+", help="the program and its arguments, after --")
     return parser.parse_args()
 
 
 def take_screenshot(desktop, program, path):
-    shown = desktop.items if desktop.panel == "none" else desktop.strip_shows
+    whole = desktop.panel != "none" and desktop.plugin == "indicator"
+    shown = desktop.strip_shows if whole else desktop.items
     wait_until(lambda: shown() or program.poll() is not None, 20, "the strip in the panel",
                interval=0.25)
     if program.poll() is not None:
@@ -213,7 +221,8 @@ def main():
     for number in ENDING_SIGNALS:  # set also for SIGINT, without which a shell's background jobs start
         signal.signal(number, lambda *_: sys.exit(0))
     try:
-        with VirtualDesktop(panel=arguments.panel, window_manager=arguments.window_manager) as desktop:
+        with VirtualDesktop(panel=arguments.panel, plugin=arguments.plugin,
+                            window_manager=arguments.window_manager) as desktop:
             return show(desktop, arguments)
     except DesktopError as error:
         print(error, file=sys.stderr)
