@@ -175,7 +175,7 @@ def parse_arguments():
     parser.add_argument("--screenshot", type=Path, metavar="FILE", help="write a picture of the whole screen")
     parser.add_argument("--seconds", type=float, help="end after so long (otherwise with Ctrl+C)")
     parser.add_argument("--panel", choices=[*PANEL_POSITIONS, "none"], default="top")
-    parser.add_argument("--plugin", choices=PLUGINS, default="indicator", help="what shows the strip in the panel")
+    parser.add_argument("--plugin", choices=PLUGINS, default="indicator", help="what shows the strip")
     parser.add_argument("--window-manager", choices=list(WINDOW_MANAGERS), default="xfwm4")
     parser.add_argument("program", nargs="+", help="the program and its arguments, after --")
     return parser.parse_args()
