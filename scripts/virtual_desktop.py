@@ -107,7 +107,8 @@ class VirtualDesktop(PrivateSession):
         directory = self.config / "xfce4/xfconf/xfce-perchannel-xml"
         directory.mkdir(parents=True)
         (directory / "xfce4-panel.xml").write_text(template.format(
-            plugin=self.plugin, position=PANEL_POSITIONS[self.panel], height=PANEL_HEIGHT, red=red, green=green, blue=blue))
+            plugin=self.plugin, position=PANEL_POSITIONS[self.panel], height=PANEL_HEIGHT,
+            red=red, green=green, blue=blue))
 
     def _x_server(self):
         width, height = self.size
