@@ -91,7 +91,9 @@ class Stage:
         self._machine.advance()
         self._clock.jump(monotonic=JUMP_SECONDS)
         self._item.properties()  # the program waits for its next refresh, and would not notice
-        return self._await_refresh(since)
+        moment = self._await_refresh(since)
+        self._item.properties()  # it answers when it has sampled the processes too
+        return moment
 
     def _settle(self):
         """The moment of the last refresh when the figures have arrived; none if a jump was late, so that a refresh
@@ -118,7 +120,8 @@ class Stage:
         texts = [text for _, text in self._item.menu()]
         self._item.click(texts[PAGES[page]])
         picture = self._shoot(lambda _: self._popup_area())
-        run("convert", picture, "-crop", self._popup_area(), "+repage", "-transparent", BEHIND, path)
+        run("convert", picture, "-crop", self._popup_area(), "+repage", "-transparent", BEHIND,
+            "-background", "none", "-alpha", "background", path)
         print(path, flush=True)
 
     def _popup_area(self):
