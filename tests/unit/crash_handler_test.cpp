@@ -26,6 +26,7 @@
 #include <utility>
 #include <vector>
 
+#include "allocated_bytes.h"
 #include "exhaust_stack.h"
 #include "fake_programs.h"
 #include "maker.h"
@@ -255,7 +256,7 @@ TEST_F(CrashHandlerTest, AFullStackIsReported) {
     EXPECT_THAT(report(), HasSubstr("=== End Report ==="));
 }
 
-#ifndef __SANITIZE_ADDRESS__
+#ifndef KORVALUNE_ADDRESS_SANITIZER
 TEST_F(CrashHandlerTest, ABrokenHeapIsReported) {
     EXPECT_EQ(signalOfCrash([] {
                   alarm(kPatienceMs / 1000);

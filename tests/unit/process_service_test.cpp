@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <algorithm>
 #include <map>
 
 #include "access_log.h"
+#include "allocated_bytes.h"
 #include "fake_processes.h"
 
 using testing::Each;
@@ -16,22 +16,7 @@ using testing::ElementsAreArray;
 using testing::Field;
 using testing::SizeIs;
 
-#ifdef __SANITIZE_ADDRESS__
-// Not every compiler's package brings the header that declares it.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
-
 namespace {
-
-/// What the whole program has allocated and not given back.
-std::size_t allocatedBytes() {
-#ifdef __SANITIZE_ADDRESS__
-    return __sanitizer_get_current_allocated_bytes();
-#else
-    const struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-#endif
-}
 
 std::map<int, double> usageOf(const std::vector<ProcessUsage>& rows) {
     std::map<int, double> usage;

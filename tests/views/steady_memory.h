@@ -1,29 +1,16 @@
 #pragma once
 
-#include <malloc.h>
-
 #include <cstddef>
 
+#include "allocated_bytes.h"
 #include "laid_out_page.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-// Not every compiler installs the header that declares it.
-extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 /// Whether a page that is refreshed for days stays as large as it is.
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef KORVALUNE_ADDRESS_SANITIZER
 constexpr int kManyRefreshes = 1000;  // each of which takes many times as long
-inline std::size_t heapBytes() {
-    return __sanitizer_get_current_allocated_bytes();
-}
 #else
 constexpr int kManyRefreshes = 10'000;
-inline std::size_t heapBytes() {
-    const auto heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
-}
 #endif
 
 /// How many bytes more the heap has after `kManyRefreshes` than after a tenth of them; caches are full by
@@ -37,7 +24,7 @@ std::ptrdiff_t heapGrowth(const LaidOutPage& page, Refresh refresh) {
             page.layOut();
             page.draw();
         }
-        return static_cast<std::ptrdiff_t>(heapBytes());
+        return static_cast<std::ptrdiff_t>(allocatedBytes());
     };
     const std::ptrdiff_t before = run(kManyRefreshes / 10);
     return run(kManyRefreshes) - before;
