@@ -18,7 +18,7 @@ inline double luminance(const GdkRGBA& color) {
 
 /// 1 (the same) to 21 (black and white).
 inline double contrast(const GdkRGBA& one, const GdkRGBA& other) {
-    const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
+    const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
     return (lighter + 0.05) / (darker + 0.05);
 }
 

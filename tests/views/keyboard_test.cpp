@@ -72,13 +72,14 @@ protected:
         ASSERT_TRUE(settlesTo([=] { return gtk_window_has_toplevel_focus(GTK_WINDOW(popup)) != FALSE; }));
     }
 
-    static CairoSurface picture() {
+    /// A part of the popup as it is drawn now.
+    static CairoSurface picture(const Box& part) {
         GtkWidget* const popup = shownPopup();
         gtk_container_check_resize(GTK_CONTAINER(popup));
-        CairoSurface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32,
-                                                        gtk_widget_get_allocated_width(popup),
-                                                        gtk_widget_get_allocated_height(popup)));
+        CairoSurface surface(
+            cairo_image_surface_create(CAIRO_FORMAT_ARGB32, part.right - part.left, part.bottom - part.top));
         const CairoContext context(cairo_create(surface.get()));
+        cairo_translate(context.get(), -part.left, -part.top);
         gtk_widget_draw(popup, context.get());
         cairo_surface_flush(surface.get());
         return surface;
@@ -86,18 +87,17 @@ protected:
 
     /// How many pixels of a widget are clearly others while it has the focus.
     static int changedPixels(GtkWidget* widget) {
-        const CairoSurface with = picture();
+        const Box box = boxOf(widget);
+        const Box part{box.left - kOutside, box.top - kOutside, box.right + kOutside, box.bottom + kOutside};
+        const CairoSurface with = picture(part);
         gtk_window_set_focus(GTK_WINDOW(shownPopup()), nullptr);
         settle();
-        const CairoSurface without = picture();
+        const CairoSurface without = picture(part);
         gtk_widget_grab_focus(widget);
         settle();
-        const Box box = boxOf(widget);
         int changed = 0;
-        for (int y = std::max(0, box.top - kOutside);
-             y < std::min(cairo_image_surface_get_height(with.get()), box.bottom + kOutside); ++y) {
-            for (int x = std::max(0, box.left - kOutside);
-                 x < std::min(cairo_image_surface_get_width(with.get()), box.right + kOutside); ++x)
+        for (int y = 0; y < part.bottom - part.top; ++y) {
+            for (int x = 0; x < part.right - part.left; ++x)
                 changed += contrast(colorAt(with, x, y), colorAt(without, x, y)) >= 3;
         }
         return changed;
