@@ -3,14 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "full_popup.h"
+#include "temporary_directory.h"
 
 namespace {
 
@@ -134,8 +133,7 @@ TEST_F(ContrastInBothLooks, FiguresAndHeadingsAreAsFaintAsDocumented) {
     const auto light = ownColors(false);
     popup_.reset();
     const auto dark = ownColors(true);
-    std::ifstream file(FIXTURES_DIR "/../../docs/accessibility.md");
-    const std::string document{std::istreambuf_iterator<char>(file), {}};
+    const std::string document = contentOf(FIXTURES_DIR "/../../docs/accessibility.md");
     std::map<std::string, std::pair<std::string, std::string>> rows;
     for (const auto& [color, ratio] : light)
         rows[color].first = withOneDecimal(ratio);
