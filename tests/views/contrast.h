@@ -50,7 +50,8 @@ struct SeenColors {
 inline SeenColors seen(GtkWidget* widget, const GdkRGBA& color) {
     std::vector<GtkWidget*> path;
     for (GtkWidget* each = widget; each != nullptr; each = gtk_widget_get_parent(each))
-        path.insert(path.begin(), each);
+        path.push_back(each);
+    std::ranges::reverse(path);
     GdkRGBA back{1, 1, 1, 1};
     double opacity = 1;
     GdkRGBA behind = back;
