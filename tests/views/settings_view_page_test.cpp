@@ -167,7 +167,8 @@ protected:
         if (child == 0) {
             setenv("TMPDIR", directory_.path().c_str(), 1);
             setenv(variable, value.c_str(), 1);
-            unsetenv("GTEST_TOTAL_SHARDS");  // the single test is in this part
+            for (const char* const part : {"GTEST_TOTAL_SHARDS", "GTEST_SHARD_INDEX"})
+                unsetenv(part);  // all of it is the one test
             execl(path.c_str(), path.c_str(), "--gtest_also_run_disabled_tests",
                   "--gtest_filter=SettingsViewApply.DISABLED_ChoosesGerman", nullptr);
             _exit(9);
