@@ -9,12 +9,11 @@ import functools
 import os
 import struct
 import sys
-import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
-from installation import install
+from installation import InstalledCase
 
 REPOSITORY = Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(REPOSITORY / "tools"))
@@ -44,14 +43,7 @@ def translations(key):
     return {language.code: next(e.text for e in language.entries if e.key == key) for language in languages()}
 
 
-class Installation(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        directory = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(directory.cleanup)
-        cls.prefix = Path(directory.name)
-        install(cls.prefix)
-
+class Installation(InstalledCase):
     def desktop_entry(self):
         parser = configparser.ConfigParser(interpolation=None)
         parser.optionxform = str

@@ -7,6 +7,8 @@ name the tool and the build.
 
 import os
 import subprocess
+import tempfile
+import unittest
 from pathlib import Path
 
 
@@ -17,3 +19,17 @@ def install(prefix):
 
 def build_directory():
     return Path(os.environ["BUILD_DIRECTORY"]).resolve()
+
+
+class InstalledCase(unittest.TestCase):
+    """`prefix` holds an installation."""
+
+    @classmethod
+    def setUpClass(cls):
+        directory = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(directory.cleanup)
+        cls.prefix = Path(directory.name)
+        install(cls.prefix)
+
+    def check_installed(self, path):
+        self.assertTrue((self.prefix / path).is_file(), path)

@@ -13,7 +13,7 @@ from pathlib import Path
 
 import yaml
 
-from installation import build_directory, install
+from installation import InstalledCase, build_directory
 
 REPOSITORY = Path(__file__).resolve().parents[1]
 FLATPAK = REPOSITORY / "packaging/flatpak/example.korvalune.korvalune.yml"
@@ -26,18 +26,6 @@ def read(path):
 def project_version():
     lines = (REPOSITORY / "CMakeLists.txt").read_text()
     return re.search(r"^project\(Korvalune VERSION ([\d.]+)", lines, re.MULTILINE).group(1)
-
-
-class InstalledCase(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        directory = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(directory.cleanup)
-        cls.prefix = Path(directory.name)
-        install(cls.prefix)
-
-    def check_installed(self, path):
-        self.assertTrue((self.prefix / path).is_file(), path)
 
 
 class Flatpak(InstalledCase):
