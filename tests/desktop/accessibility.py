@@ -17,7 +17,7 @@ PROPERTIES = "org.freedesktop.DBus.Properties"
 TEXT_ROLES = ("label", "text")
 SCREEN = 0  # coordinates that count from the screen's corner
 NOWHERE = -2**31  # a coordinate
-STATES = {"active": 1, "checked": 4, "focused": 12, "sensitive": 24, "visible": 30}  # bits
+STATES = {"active": 1, "checked": 4, "defunct": 6, "focused": 12, "sensitive": 24, "visible": 30}  # bits
 
 
 class Accessibility:
@@ -102,15 +102,24 @@ class Widget:
 
     def extents(self):
         """Place on the screen: x, y, width, height in pixels; x is NOWHERE for what can't be seen."""
-        return self._call(COMPONENT, "GetExtents", GLib.Variant("(u)", (SCREEN,)))[0]
+        place = self._call(COMPONENT, "GetExtents", GLib.Variant("(u)", (SCREEN,)))[0]
+        if "defunct" in self.states():
+            # The toolkit answers for a destroyed widget with whatever stood in memory.
+            raise GLib.Error(f"{self._path} has been destroyed")
+        return place
 
     def middle(self):
         x, y, width, height = self.extents()
+        if x == NOWHERE:
+            raise GLib.Error(f"{self._path} can't be seen")
         return x + width // 2, y + height // 2
 
     def drawn(self):
-        """Whether some of it can be seen on the screen."""
-        return self.extents()[0] != NOWHERE
+        """Whether some of it can be seen on the screen; nothing can of what has been destroyed."""
+        try:
+            return self.extents()[0] != NOWHERE
+        except GLib.Error:
+            return False
 
     def children(self):
         found = self._call(ACCESSIBLE, "GetChildren")[0]
