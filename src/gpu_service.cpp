@@ -47,13 +47,12 @@ void GPUService::detectGPUs() {
     cards_.clear();
     for (const DrmCard& card : found.cards)
         addCard(card);
-    for (Card& card : cards_)
-        updateName(card, deadline);
+    updateCardNames(deadline);
     listGPUs();
 }
 
 void GPUService::addCard(const DrmCard& found) {
-    cards_.push_back({{found.type, generalName(found.type), found.device},
+    cards_.push_back({{found.type, generalName(found.type), found.device, generalName(found.type)},
                       found.slot,
                       powerStateFile(found.device),
                       found.device + "/gpu_busy_percent",
@@ -62,7 +61,6 @@ void GPUService::addCard(const DrmCard& found) {
 
 /// True when the card's name has changed.
 bool GPUService::updateName(Card& card, Clock::time_point deadline) {
-    if (card.slot.empty()) return false;
     // To print a device's name, lspci reads its configuration registers, which wakes it up.
     const PatientCommand::Arguments question{"lspci", "-s", card.slot};
     const auto answer =
@@ -73,17 +71,28 @@ bool GPUService::updateName(Card& card, Clock::time_point deadline) {
     return std::exchange(card.info.name, name) != name;
 }
 
+/// True when a card's name has changed.
+bool GPUService::updateCardNames(Clock::time_point deadline) {
+    bool changed = false;
+    // The awake ones first: what comes in late for them would be dropped by collecting for a sleeping one.
+    for (const bool asleep : {false, true}) {
+        for (Card& card : cards_) {
+            if (!card.slot.empty() && isAsleep(card.power_state) == asleep)
+                changed |= updateName(card, deadline);
+        }
+    }
+    return changed;
+}
+
 void GPUService::updateNames(Clock::time_point deadline) {
-    bool changed = nvidia_.updateNames(deadline);
-    for (Card& card : cards_)
-        changed |= updateName(card, deadline);
-    if (changed) listGPUs();
+    const bool boards_changed = nvidia_.updateNames(deadline);
+    if (updateCardNames(deadline) || boards_changed) listGPUs();
 }
 
 void GPUService::listGPUs() {
     gpus_.clear();
     for (const std::string& name : nvidia_.names())
-        gpus_.push_back({Type::NVIDIA, shownName(name, Type::NVIDIA), ""});
+        gpus_.push_back({Type::NVIDIA, shownName(name, Type::NVIDIA), "", generalName(Type::NVIDIA)});
     for (const Card& card : cards_)
         gpus_.push_back(card.info);
     if (gpus_.empty()) gpus_.push_back({Type::None, "No GPU detected", ""});
@@ -107,6 +116,7 @@ std::vector<GPUUsage> GPUService::getAllGPUUsage(bool with_processes) {
 GPUUsage GPUService::readAMD(const Card& card, Round& round) const {
     GPUUsage usage;
     usage.model_name = card.info.name;
+    usage.general_name = card.info.general_name;
     // The state as it is now: asking the programs may have taken long enough for the device to fall asleep.
     if (!isAsleep(card.power_state)) {
         usage.utilization = readSysfsInt(card.busy);
@@ -121,6 +131,7 @@ GPUUsage GPUService::readAMD(const Card& card, Round& round) const {
 GPUUsage GPUService::readIntel(const Card& card) const {
     GPUUsage usage;
     usage.model_name = card.info.name;
+    usage.general_name = card.info.general_name;
     // The clocks are those of the first card, which on a machine with two may be the other one.
     const bool first = clocks_.device == card.info.sysfs_path;
     if (isAsleep(card.power_state) || (!first && isAsleep(clocks_.power_state))) return usage;
@@ -133,8 +144,8 @@ GPUUsage GPUService::readIntel(const Card& card) const {
 GPUUsage GPUService::readNVIDIA(const GPUInfo& info, Round& round) {
     if (!round.nvidia) round.nvidia = nvidia_.sample(round.with_processes, round.deadline);
     const NvidiaSample& sample = *round.nvidia;
-    return {sample.utilization, sample.memory_utilization, sample.video_utilization, info.name,
-            sample.processes};
+    return {sample.utilization, sample.memory_utilization, sample.video_utilization,
+            info.name,          sample.processes,          info.general_name};
 }
 
 int GPUService::readSysfsInt(const std::string& path) {

@@ -58,6 +58,7 @@ private:
     void detectGPUs();
     void addCard(const DrmCard& found);
     bool updateName(Card& card, Clock::time_point deadline);
+    bool updateCardNames(Clock::time_point deadline);
     void updateNames(Clock::time_point deadline);
     void listGPUs();
 

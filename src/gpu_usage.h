@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,8 +10,9 @@ struct GPUInfo {
     enum class Type { None, AMD, Intel, NVIDIA };
 
     Type type = Type::None;
-    std::string name;        ///< as shown
-    std::string sysfs_path;  ///< device directory in /sys of AMD and Intel devices, else empty
+    std::string name;            ///< as shown
+    std::string sysfs_path;      ///< device directory in /sys of AMD and Intel devices, else empty
+    std::string general_name{};  ///< what it is called while its own name is not known; empty for None
 };
 
 /// One process that has memory on a graphics device.
@@ -27,4 +29,13 @@ struct GPUUsage {
     int video_utilization = 0;   ///< the same of its video encoder, NVIDIA only
     std::string model_name;      ///< GPUInfo::name
     std::vector<GPUProcessUsage> processes;
+    std::string general_name{};  ///< GPUInfo::general_name
 };
+
+/// The first device whose name (the member `name_of`) is the wanted one. If there is none, the first that
+/// went by it while its own name was not known, as it may have been chosen then. Otherwise the end.
+template <typename Gpu>
+auto findGpu(const std::vector<Gpu>& gpus, std::string Gpu::*name_of, const std::string& wanted) {
+    const auto found = std::ranges::find(gpus, wanted, name_of);
+    return found != gpus.end() ? found : std::ranges::find(gpus, wanted, &Gpu::general_name);
+}

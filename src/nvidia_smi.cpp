@@ -136,14 +136,18 @@ NvidiaSample NvidiaSmi::sample(bool with_processes, Clock::time_point deadline) 
     if (names_missing_) return {};
     if (aBoardSleeps()) {
         command_.collect(kUtilization);  // a figure from before is none, but the program may have ended
+        late_figures_ = {};
         return {};
     }
     const auto figures = command_.ask(kUtilization, deadline);
-    if (!figures) return {};
+    if (!figures) return Clock::now() - late_since_ <= late_figures_stand_ ? late_figures_ : NvidiaSample{};
     NvidiaSample sample = parseNvidiaUtilization(figures->output);
+    late_figures_ = {};
     if (!command_.prompt()) {
         // A list of processes that comes at a later call would find nobody who wants it.
         command_.prepare(kUtilization);
+        late_figures_ = sample;
+        late_since_ = Clock::now();
     } else if (with_processes) {
         if (const auto list = command_.ask(kProcesses, deadline))
             sample.processes = parseNvidiaProcesses(list->output);

@@ -35,7 +35,8 @@ public:
     using Clock = PatientCommand::Clock;
 
     /// Looks below `root` for the boards' power states; asks nothing yet.
-    NvidiaSmi(std::string root, CommandLimits limits) : root_(std::move(root)), command_(limits) {}
+    NvidiaSmi(std::string root, CommandLimits limits)
+        : root_(std::move(root)), command_(limits), late_figures_stand_(5 * limits.wait) {}
 
     /// Finds the boards. Where nvidia-smi can't be asked yet, or does not answer in time, one board without a
     /// name stands for them.
@@ -47,7 +48,8 @@ public:
     /// The boards' full names, one per board; empty while a board's is not known.
     const std::vector<std::string>& names() const { return names_; }
 
-    /// All zero while a board sleeps or nvidia-smi has no answer.
+    /// All zero while a board sleeps or nvidia-smi has no answer. Where it always takes its time, the figures
+    /// that came last stand until it answers again, for five times the caller's wait at most.
     NvidiaSample sample(bool with_processes, Clock::time_point deadline);
 
 private:
@@ -63,4 +65,7 @@ private:
     std::vector<std::string> names_;
     bool names_missing_ = false;
     std::vector<Device> devices_;
+    std::chrono::milliseconds late_figures_stand_;
+    NvidiaSample late_figures_;  ///< the last answer, if it came late
+    Clock::time_point late_since_{};
 };

@@ -83,8 +83,7 @@ std::string panelTitle(const std::vector<LabelSegment>& segments, double average
 int panelGpuUtilization(const std::vector<GPUUsage>& gpus, const std::string& selected) {
     const int first = gpus.front().utilization;
     if (selected.empty()) return first;
-    const auto chosen = std::find_if(gpus.begin(), gpus.end(),
-                                     [&](const GPUUsage& gpu) { return gpu.model_name == selected; });
+    const auto chosen = findGpu(gpus, &GPUUsage::model_name, selected);
     if (chosen == gpus.end() || chosen->utilization == 0) return first;
     return chosen->utilization;
 }

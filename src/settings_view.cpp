@@ -200,8 +200,10 @@ void SettingsView::refreshDevices() {
     for (const GPUInfo& gpu : found)
         gpus.push_back({gpu.name, displayText(gpu.name)});
     // Without a choice the panel shows the first one.
-    gpu_choice_.fill(std::move(gpus),
-                     settings_.selected_gpu_.empty() ? found.front().name : settings_.selected_gpu_);
+    const auto chosen = settings_.selected_gpu_.empty()
+                            ? found.begin()
+                            : findGpu(found, &GPUInfo::name, settings_.selected_gpu_);
+    gpu_choice_.fill(std::move(gpus), chosen == found.end() ? "" : chosen->name);
 
     const NetworkService& network = info_.network_service_;
     std::vector<DeviceChoice::Device> interfaces;

@@ -206,6 +206,42 @@ TEST_F(GPUServiceNvidiaTest, AfterALateAnswerTheNextFigureIsUnderWayAtOnce) {
                                              StartsWith("nvidia-smi --query-compute-apps")));
 }
 
+TEST_F(GPUServiceNvidiaTest, FiguresOfAProgramThatIsAlwaysSlowStandUntilTheNext) {
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    GPUService service(fixtureRoot("gpu-nvidia"), kShort);
+    nvidiaSmi("names-one.txt", "utilization-one.txt", "processes.txt",
+              "if [ -e hang ]; then sleep 20; fi; sleep 0.7");
+    expectZeros(service.getAllGPUUsage(false)[0]);
+    programs.forgetRuns();
+    sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 45; });
+    while (programs.runs().size() < 3) {
+        std::this_thread::sleep_for(50ms);
+        ASSERT_EQ(service.getAllGPUUsage(false)[0].utilization, 45);
+    }
+    programs.file("hang", "");
+    const auto start = Clock::now();
+    sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 0; });
+    EXPECT_LT(Clock::now() - start, 20 * kShort.wait) << "but not for ever";
+}
+
+TEST_F(GPUServiceNvidiaTest, FiguresOfASlowProgramDoNotOutliveTheBoardsSleep) {
+    machine("gpu-nvidia");
+    nvidiaSmi("names-one.txt", "utilization-one.txt");
+    GPUService service(kernel.root(), kShort);
+    hangingNvidiaSmi();
+    expectZeros(service.getAllGPUUsage(false)[0]);
+    letGo();
+    sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 45; });
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
+    for (int tries = 0; hasChildren() && tries < 500; ++tries) {
+        std::this_thread::sleep_for(10ms);
+        expectZeros(service.getAllGPUUsage(false)[0]);
+    }
+    programs.remove("go");
+    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    expectZeros(service.getAllGPUUsage(false)[0]);
+}
+
 TEST_F(GPUServiceNvidiaTest, AnAnswerThatComesWhileTheBoardSleepsIsNotShownLater) {
     machine("gpu-nvidia");
     nvidiaSmi("names-one.txt", "utilization-one.txt");

@@ -292,6 +292,25 @@ TEST_F(GPUServiceTest, ACardThatWakesUpIsSampledAndNamed) {
     EXPECT_EQ(programs.runs().size(), 2U);
 }
 
+TEST_F(GPUServiceTest, ASleepingCardDoesNotTakeTheLateNameOfAnAwakeOne) {
+    // Whichever of the two the directory lists first.
+    for (const char* sleeping : {"card0", "card1"}) {
+        SCOPED_TRACE(sleeping);
+        FakeKernel both;
+        std::filesystem::copy(fixtureRoot("gpu-two"), both.root(), std::filesystem::copy_options::recursive);
+        both.file("/sys/class/drm/" + std::string(sleeping) + "/device/power/runtime_status", "suspended\n");
+        programs.script("lspci", "while ! [ -e go ]; do sleep 0.02; done; echo 'VGA: Board'");
+        GPUService service(both.root(), kShort);
+        letGo();
+        sampleUntil(service, [&](const auto&) {
+            return testing::Matches(testing::Contains("Board"))(names(service));
+        });
+        EXPECT_EQ(programs.runs().size(), 1U);
+        programs.remove("go");
+        programs.forgetRuns();
+    }
+}
+
 TEST_F(GPUServiceTest, APowerStateThatIsNotKnownIsAwake) {
     machine("gpu-sleeping");
     GPUService service(kernel.root());

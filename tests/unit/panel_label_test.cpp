@@ -192,6 +192,21 @@ TEST_F(PanelLabelTest, TheTitleIsShortAndWholeWithTheGreatestFigures) {
     EXPECT_LT(title().size(), 256U);
 }
 
+TEST_F(PanelLabelTest, ShowsTheGpuThatIsSelected) {
+    info->gpu_usages = {gpu("A", 11), gpu("B", 22)};
+    settings->selected_gpu_ = "B";
+    EXPECT_EQ(only(MenuBarItemType::GpuPercent).value, "22%");
+}
+
+TEST(PanelGpu, IsStillTheOneThatWasSelectedBeforeItsNameWasKnown) {
+    std::vector<GPUUsage> gpus = {gpu("A", 11), gpu("B", 22), gpu("C", 33)};
+    gpus[1].general_name = gpus[2].general_name = "AMD GPU";
+    EXPECT_EQ(panelGpuUtilization(gpus, "AMD GPU"), 22);
+    EXPECT_EQ(panelGpuUtilization(gpus, ""), 11);
+    gpus[2].model_name = "AMD GPU";  // its name is not known yet
+    EXPECT_EQ(panelGpuUtilization(gpus, "AMD GPU"), 33);
+}
+
 TEST(PanelGpu, FollowsTheSelectionByName) {
     const std::vector<GPUUsage> gpus = {gpu("A", 11), gpu("B", 22), gpu("B", 33), gpu("Idle", 0)};
     EXPECT_EQ(panelGpuUtilization(gpus, ""), 11);

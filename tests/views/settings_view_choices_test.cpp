@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "icon_helper.h"
 #include "settings_page.h"
 
@@ -242,6 +244,22 @@ TEST_F(SettingsViewChoices, AMachineWithoutGpuSaysSo) {
     make();
     EXPECT_THAT(entries(combo(Gpu)), ElementsAre("No GPU detected"));
     EXPECT_EQ(active(Gpu), 0);
+}
+
+TEST_F(SettingsViewChoices, AGpuStaysChosenWhenItsNameBecomesKnown) {
+    programs_.script("lspci", "echo \"VGA: Board at $2\"");
+    machine("gpu-sleeping");
+    make();
+    const auto names = entries(combo(Gpu));
+    const auto unnamed = std::ranges::find(names, "AMD GPU");
+    ASSERT_NE(unnamed, names.end());
+    const auto index = static_cast<int>(unnamed - names.begin());
+    settings_->selected_gpu_ = "AMD GPU";
+    kernel_.file("/sys/class/drm/card1/device/power/runtime_status", "active\n");
+    info_->gpu_service_.getAllGPUUsage(false);
+    page_->refreshDevices();
+    EXPECT_EQ(active(Gpu), index);
+    EXPECT_EQ(entries(combo(Gpu)).at(static_cast<std::size_t>(index)), "Board at 0000:03:00.0");
 }
 
 TEST_F(SettingsViewChoices, AGpuThatIsAbsentStaysChosen) {
