@@ -1,7 +1,9 @@
 #include "process_view.h"
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
+#include <utility>
 
 #include "accessible.h"
 #include "display_text.h"
@@ -99,8 +101,8 @@ GtkWidget* ProcessView::newActionBar() {
         view->showActionBar();
     });
     addActionButton("yes", kYesButton, [](GtkButton*, ProcessView* view) { view->signalSelected(); });
-    for (const char* const answer : {kYesButton, kNoButton})
-        g_signal_connect(actionButton(answer), "event", G_CALLBACK(onAnswerEvent), this);
+    for (const char* const button : {kTerminateButton, kKillButton, kYesButton, kNoButton})
+        g_signal_connect(actionButton(button), "event", G_CALLBACK(onActionEvent), this);
     gtk_widget_show(action_label_);
     gtk_widget_set_no_show_all(action_bar_, TRUE);
     gtk_widget_hide(action_bar_);
@@ -252,13 +254,23 @@ void ProcessView::askOrSignal(bool kill) {
 }
 
 /// The answers appear where the actions were: the second press of a double click is not meant for them.
-gboolean ProcessView::onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view) {
+gboolean ProcessView::onActionEvent(GtkWidget* button, GdkEvent* event, ProcessView* view) {
     const GdkEventType type = gdk_event_get_event_type(event);
     if (type != GDK_BUTTON_PRESS && type != GDK_TOUCH_BEGIN) return GDK_EVENT_PROPAGATE;
+    std::array<double, 2> place{};
+    gdk_event_get_root_coords(event, &place[0], &place[1]);
+    const std::array<double, 2> last = std::exchange(view->last_press_, place);
+    if (!view->confirm_mode_) return GDK_EVENT_PROPAGATE;
+
     int double_click_ms = 0;
-    g_object_get(gtk_widget_get_settings(button), "gtk-double-click-time", &double_click_ms, nullptr);
+    int double_click_distance = 0;
+    g_object_get(gtk_widget_get_settings(button), "gtk-double-click-time", &double_click_ms,
+                 "gtk-double-click-distance", &double_click_distance, nullptr);
     const gint64 asked_for = g_get_monotonic_time() - view->question_time_;
-    return asked_for < double_click_ms * G_TIME_SPAN_MILLISECOND ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
+    const bool is_second_press = asked_for < double_click_ms * G_TIME_SPAN_MILLISECOND &&
+                                 std::abs(place[0] - last[0]) <= double_click_distance &&
+                                 std::abs(place[1] - last[1]) <= double_click_distance;
+    return is_second_press ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
 }
 
 /// Nobody is told when the process can't be signalled.

@@ -69,7 +69,7 @@ private:
     static gboolean onRowPressed(GtkWidget* row, GdkEventButton* event, ProcessView* view);
     static gboolean onRowKey(GtkWidget* row, GdkEventKey* event, ProcessView* view);
     static void onRowActivated(GtkWidget* row, ProcessView* view);
-    static gboolean onAnswerEvent(GtkWidget* button, GdkEvent* event, ProcessView* view);
+    static gboolean onActionEvent(GtkWidget* button, GdkEvent* event, ProcessView* view);
     static gboolean onQueuedRebuild(gpointer view);
 
     SystemInfo& info_;
@@ -91,6 +91,7 @@ private:
     ProcessColumns columns_;
     std::vector<ProcessUsage> shown_;  ///< the rows' processes, in their order
     std::optional<ProcessHandle> selected_process_;
-    gint64 question_time_ = 0;  ///< when the bar began to ask, microseconds of the monotonic clock
-    guint rebuild_idle_ = 0;    ///< source id, 0 = none
+    gint64 question_time_ = 0;            ///< when the bar began to ask, microseconds of the monotonic clock
+    std::array<double, 2> last_press_{};  ///< of one of the bar's buttons, where on the screen
+    guint rebuild_idle_ = 0;              ///< source id, 0 = none
 };

@@ -208,6 +208,21 @@ TEST_F(ProcessActionsTest, ADoubleClickDoesNotAnswerItsOwnQuestion) {
     EXPECT_TRUE(target.isAlive());
 }
 
+TEST_F(ProcessActionsTest, AClickElsewhereAnswersAtOnce) {
+    const DoubleClickTime endless(3'600'000);
+    Sleeper target;
+    view_->onProcessSelected(target.pid(), "sleeper");
+    settle();
+    click(button("term_btn"), 100);
+    settle();
+    click(button("yes_btn"), 104);
+    settle();
+    EXPECT_EQ(offers(), kAnswers);
+    click(button("yes_btn"), 120);
+    ASSERT_THAT(offers(), IsEmpty());
+    EXPECT_EQ(target.awaitEnd(), SIGTERM);
+}
+
 TEST_F(ProcessActionsTest, AClickAfterTheDoubleClickTimeAnswers) {
     const DoubleClickTime short_(20);
     Sleeper target;

@@ -129,13 +129,14 @@ protected:
         gdk_event_free(event);
         return handled;
     }
-    /// A click with the pointer, as the window system reports it.
-    static void click(GtkWidget* button) {
+    /// A click with the pointer, as the window system reports it; where on the screen is for the test to say.
+    static void click(GtkWidget* button, double x_root = 0) {
         for (const GdkEventType type : {GDK_BUTTON_PRESS, GDK_BUTTON_RELEASE}) {
             GdkEvent* event = gdk_event_new(type);
             event->button.window = GDK_WINDOW(g_object_ref(gtk_button_get_event_window(GTK_BUTTON(button))));
             event->button.button = GDK_BUTTON_PRIMARY;
             event->button.x = event->button.y = 5;
+            event->button.x_root = x_root;
             gdk_event_set_device(
                 event, gdk_seat_get_pointer(gdk_display_get_default_seat(gdk_display_get_default())));
             gtk_widget_event(button, event);
