@@ -114,6 +114,7 @@ PopupWindow::PopupWindow(SystemInfo& info, Settings& settings)
     gtk_container_set_border_width(GTK_CONTAINER(window()), kBorder);
     roundCorners(window_, kCornerRadius);
     g_signal_connect(window_, "button-press-event", G_CALLBACK(onButtonPress), this);
+    g_signal_connect(window_, "touch-event", G_CALLBACK(onTouch), this);
     g_signal_connect(window_, "key-press-event", G_CALLBACK(onKeyPress), this);
     g_signal_connect(window_, "hide", G_CALLBACK(onHidden), this);
     buildUI();
@@ -358,23 +359,36 @@ bool PopupWindow::stepBack() {
     return settings_view_ && settings_view_->stepBack();
 }
 
-bool PopupWindow::isInside(const GdkEventButton& event) const {
+bool PopupWindow::isInside(const GdkEvent* event) const {
+    double x = 0;
+    double y = 0;
+    gdk_event_get_root_coords(event, &x, &y);
     // The event's own coordinates count in the window it happened in, which may be the inside of a page
     // that is scrolled and much higher than ours.
     int left = 0;
     int top = 0;
     gdk_window_get_origin(gtk_widget_get_window(window_), &left, &top);
-    const double x = event.x_root - left;
-    const double y = event.y_root - top;
+    x -= left;
+    y -= top;
     return x >= 0 && y >= 0 && x <= gtk_widget_get_allocated_width(window_) &&
            y <= gtk_widget_get_allocated_height(window_);
 }
 
-gboolean PopupWindow::onButtonPress(GtkWidget* /*window*/, GdkEventButton* event, gpointer self) {
-    auto* const popup = static_cast<PopupWindow*>(self);
-    if (popup->isInside(*event)) return GDK_EVENT_PROPAGATE;
-    popup->hide();
+/// A press of a button or a finger beside the popup closes it.
+gboolean PopupWindow::onPress(GdkEvent* event) {
+    if (isInside(event)) return GDK_EVENT_PROPAGATE;
+    hide();
     return GDK_EVENT_STOP;
+}
+
+gboolean PopupWindow::onButtonPress(GtkWidget* /*window*/, GdkEvent* event, gpointer self) {
+    return static_cast<PopupWindow*>(self)->onPress(event);
+}
+
+gboolean PopupWindow::onTouch(GtkWidget* /*window*/, GdkEvent* event, gpointer self) {
+    // The grab asks for touches, so that the toolkit makes no button presses of them.
+    if (gdk_event_get_event_type(event) != GDK_TOUCH_BEGIN) return GDK_EVENT_PROPAGATE;
+    return static_cast<PopupWindow*>(self)->onPress(event);
 }
 
 gboolean PopupWindow::onKeyPress(GtkWidget* window, GdkEventKey* event, gpointer self) {

@@ -74,9 +74,11 @@ private:
     GtkWidget* innerScroller() const;
     /// Closes what is open on top of the settings page, if anything.
     bool stepBack();
-    bool isInside(const GdkEventButton& event) const;
+    bool isInside(const GdkEvent* event) const;
+    gboolean onPress(GdkEvent* event);
 
-    static gboolean onButtonPress(GtkWidget* window, GdkEventButton* event, gpointer self);
+    static gboolean onButtonPress(GtkWidget* window, GdkEvent* event, gpointer self);
+    static gboolean onTouch(GtkWidget* window, GdkEvent* event, gpointer self);
     static gboolean onKeyPress(GtkWidget* window, GdkEventKey* event, gpointer self);
     static void onHidden(GtkWidget* window, gpointer self);
     static gboolean onIdleResize(gpointer self);

@@ -72,11 +72,56 @@ protected:
         gdk_event_free(event);
     }
 
+    /// A finger on the screen, at a place relative to the popup; whether it went no further than the popup.
+    static bool touch(GdkEventType type, double x, double y) {
+        GtkWidget* const window = shownPopup();
+        GdkEvent* const event = gdk_event_new(type);
+        event->touch.window = GDK_WINDOW(g_object_ref(gtk_widget_get_window(window)));
+        event->touch.x_root = position()[0] + x;
+        event->touch.y_root = position()[1] + y;
+        gboolean handled = FALSE;
+        g_signal_emit_by_name(window, "touch-event", event, &handled);
+        gdk_event_free(event);
+        return handled != FALSE;
+    }
+
     UserHome home_;
     SystemInfo info_;
     Settings settings_;
     std::optional<PopupWindow> popup_;
 };
+
+TEST_F(PopupWindowTest, IsAMenuLikeWindowWhosePagesHaveSizesOfTheirOwn) {
+    popup_->showTab(0, 640, 10);
+    GtkWidget* const window = shownPopup();
+    EXPECT_EQ(gtk_window_get_type_hint(GTK_WINDOW(window)), GDK_WINDOW_TYPE_HINT_POPUP_MENU);
+    EXPECT_EQ(gtk_container_get_border_width(GTK_CONTAINER(window)), 6U);
+    auto* const stack = GTK_STACK(widgetsOfType(window, GTK_TYPE_STACK)[0]);
+    EXPECT_EQ(gtk_stack_get_transition_type(stack), GTK_STACK_TRANSITION_TYPE_CROSSFADE);
+    EXPECT_EQ(gtk_stack_get_transition_duration(stack), 100U);
+    EXPECT_FALSE(gtk_stack_get_hhomogeneous(stack));
+    EXPECT_FALSE(gtk_stack_get_vhomogeneous(stack));
+}
+
+TEST_F(PopupWindowTest, OnlyAPageThatIsShownFollowsTheSamples) {
+    popup_->showTab(0, 640, 10);
+    GtkWidget* const window = shownPopup();
+    const auto follow = [&](double usage) {
+        info_.average_cpu = usage;
+        popup_->updateViews();
+    };
+    follow(11);
+    EXPECT_NE(labelWithText(window, "CPU: 11.0%"), nullptr);
+    popup_->hide();
+    follow(22);
+    EXPECT_EQ(labelWithText(window, "CPU: 22.0%"), nullptr) << "hidden";
+    popup_->showTab(4, 640, 10);
+    follow(33);
+    EXPECT_EQ(labelWithText(window, "CPU: 33.0%"), nullptr) << "behind another page";
+    info_.average_cpu = 44;
+    popup_->showTab(0, 640, 10);
+    EXPECT_NE(labelWithText(window, "CPU: 44.0%"), nullptr);
+}
 
 TEST_F(PopupWindowTest, IsNotShownAtFirst) {
     EXPECT_FALSE(popup_->isVisible());
@@ -184,6 +229,17 @@ TEST_F(PopupWindowTest, AClickBesideItHidesIt) {
         click(x, y);
         EXPECT_FALSE(popup_->isVisible()) << x << ',' << y;
     }
+}
+
+TEST_F(PopupWindowTest, ATapBesideItHidesIt) {
+    popup_->showTab(0, 640, 10);
+    settleFully();
+    EXPECT_FALSE(touch(GDK_TOUCH_BEGIN, 200, 300));
+    EXPECT_FALSE(touch(GDK_TOUCH_UPDATE, -1, 10)) << "begun within it";
+    EXPECT_FALSE(touch(GDK_TOUCH_END, -1, 10));
+    EXPECT_TRUE(popup_->isVisible());
+    EXPECT_TRUE(touch(GDK_TOUCH_BEGIN, -1, 10));
+    EXPECT_FALSE(popup_->isVisible());
 }
 
 TEST_F(PopupWindowTest, AClickInItDoesNot) {
