@@ -5,7 +5,7 @@ import time
 import unittest
 from pathlib import Path
 
-from desktop_test_case import BARS_WIDTH, IMAGES, LOCK_FILE, REFRESH_SECONDS, DesktopTestCase, Picture
+from desktop_test_case import BARS_WIDTH, END_SECONDS, IMAGES, LOCK_FILE, REFRESH_SECONDS, DesktopTestCase, Picture
 from desktop_test_case import settings_text, wait_until
 
 
@@ -46,8 +46,9 @@ class BareSurroundings(DesktopTestCase):
         item = program.item()
         wait_until(lambda: Path("/tmp/Korvalune_icon.png").exists(), 10, "a drawn image")
         self.assertEqual(item.properties()["IconName"], "korvalune")
-        self.assertEqual(program.end(), 0)
-        Path("/tmp/Korvalune_icon.png").unlink()
+        program.item().click("Quit")
+        self.assertEqual(program.process.wait(END_SECONDS), 0)
+        self.assertFalse(Path("/tmp/Korvalune_icon.png").exists())
 
     def test_pictures_that_can_not_be_replaced_go_on_taking_turns(self):
         program = self.start()

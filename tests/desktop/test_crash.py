@@ -60,6 +60,19 @@ class Crash(DesktopTestCase):
                 self.assertEqual(LOCK_FILE.read_text().strip(), str(program.process.pid))
                 self.run_of("xdg-open")
 
+    def test_report_without_a_runtime_directory(self):
+        report = Path("/tmp/Korvalune_crash.txt")
+        self.addCleanup(report.unlink, missing_ok=True)
+        for directory in (None, ""):
+            with self.subTest(directory):
+                report.unlink(missing_ok=True)
+                program = self.start({**self.environment, "XDG_RUNTIME_DIR": directory})
+                program.item()
+                self.assertEqual(program.end(signal.SIGSEGV), -signal.SIGSEGV)
+                self.assertEqual(report.stat().st_mode & 0o7777, 0o600)
+                self.assertFalse(self.report.exists())
+                self.run_of("xdg-open")
+
     def test_the_program_starts_again_after_a_crash(self):
         crashed = self.start(self.environment)
         crashed.item()

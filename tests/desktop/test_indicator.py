@@ -26,6 +26,7 @@ class IndicatorInTopPanel(DesktopTestCase):
 
     def test_images_alternate_and_are_as_high_as_the_panel(self):
         program = self.start()
+        self.assertEqual(program.newest_image().name, "Korvalune_b.png")
         names = []
         for _ in range(4):
             image = program.next_image()
@@ -76,6 +77,15 @@ class IndicatorInTopPanel(DesktopTestCase):
         program.next_image()
         self.desktop.start_panel()
         program.wait_for_strip()
+
+    def test_image_keeps_its_height_when_the_panel_goes(self):
+        program = self.start()
+        program.wait_for_strip()
+        self.desktop.stop_panel()
+        self.addCleanup(self.desktop.start_panel)
+        wait_until(lambda: self.desktop.work_area()[1] == 0, 10, "the panel's room")
+        for _ in range(2):
+            self.assertEqual(Picture.load(program.next_image()).height, PANEL_HEIGHT)
 
     def test_click_on_the_strip_opens_the_menu_down_to_quit(self):
         program = self.start()

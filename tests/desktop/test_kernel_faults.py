@@ -196,6 +196,7 @@ class KernelFaults(DesktopTestCase):
         down = f"instead {self.desktop.root}/down /sys/class/net/*/operstate"
         choices = {"the one that is up": ("", []), "all": ("", [down]),
                    "one": ("[general]\nselectedNetwork=wlan0\n", []),
+                   "the other one": ("[general]\nselectedNetwork=eth0\n", []),
                    "a missing one": ("[general]\nselectedNetwork=usb7\n", [])}
         patients = {}
         for name, (settings, faults) in choices.items():
@@ -212,6 +213,19 @@ class KernelFaults(DesktopTestCase):
                 for strip in strips:
                     with self.subTest(name, choice=choice):
                         self.assertEqual(strip.texts["networkSpeed"], silent, strip)
+        self.check_each_measures_its_own(machine, patients, silent)
+
+    def check_each_measures_its_own(self, machine, patients, silent):
+        """Silence could also be what a program shows that looks at another interface."""
+        for patient in patients.values():
+            patient.kernel.heal()
+        self.watch_refreshes(patients.values(), 2)
+        machine.traffic = {"wlan0": FAST, "eth0": (0, 0)}
+        own = patients["one"]
+        self.watch([own], lambda: own.newest().texts["networkSpeed"] != silent, "the figure of wlan0")
+        for name, strips in zip(patients, self.watch_refreshes(patients.values(), 2).values()):
+            is_silent = strips[-1].texts["networkSpeed"] == silent
+            self.assertEqual(is_silent, name in ("the other one", "a missing one"), f"{name}: {strips}")
 
     def test_sensor_with_a_new_number_is_found_again(self):
         machine = self.machine()

@@ -336,6 +336,8 @@ TEST_F(CPUServiceTest, ACoreThatMovesUpIsStillMeasuredAgainstItself) {
     EXPECT_THAT(usagesOf(three),
                 ElementsAre(DoubleNear(9.5, 1e-9), DoubleNear(85.5, 1e-9), DoubleNear(47.5, 1e-9)));
     EXPECT_THAT(levelsOf(three), ElementsAre(0, 0, 1));
+    for (int place = 0; place < 3; ++place)
+        EXPECT_EQ(three[static_cast<std::size_t>(place)].id, place);
     EXPECT_DOUBLE_EQ(service.getAverageUsage(), 50);
 
     stat("cpu1 200 0 0 900\ncpu2 980 0 0 220\ncpu3 150 0 0 1050\n");  // it is back, and the first is off

@@ -228,6 +228,13 @@ TEST_F(CrashHandlerTest, ThePackageAndAnUnknownDesktopAreNamed) {
     EXPECT_THAT(report(), HasSubstr("\nDesktop: unknown (unknown)\nSnap: yes (v1.11-2)\n"));
 }
 
+TEST_F(CrashHandlerTest, VariablesThatAreSetButEmptyAreNotUnset) {
+    const ScopedEnvironment environment(ScopedEnvironment::Variables{
+        {"SNAP_VERSION", ""}, {"XDG_CURRENT_DESKTOP", ""}, {"XDG_SESSION_TYPE", "x11"}});
+    EXPECT_EQ(signalOfCrash([] { raise(SIGSEGV); }), SIGSEGV);
+    EXPECT_THAT(report(), HasSubstr("\nDesktop:  (x11)\nSnap: yes (v)\n"));
+}
+
 TEST_F(CrashHandlerTest, AnySignalCanBeHandedIn) {
     EXPECT_EQ(signalOfCrash([] { crashHandler(SIGUSR1); }), SIGUSR1);
     EXPECT_THAT(report(), HasSubstr("\nSignal: Unknown signal (10)\n"));

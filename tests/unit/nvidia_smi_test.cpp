@@ -91,6 +91,13 @@ TEST(NvidiaProcesses, AreTheCompleteLinesInTheirOrder) {
     EXPECT_EQ(text(parseNvidiaProcesses(answer("no-devices.txt"))), "");
 }
 
+TEST(NvidiaProcesses, AreNotLimitedInNumber) {
+    std::string lines;
+    for (int pid = 1; pid <= 40; ++pid)
+        lines += std::to_string(pid) + ", tool, 1\n";
+    EXPECT_EQ(parseNvidiaProcesses(lines).size(), 40U);
+}
+
 TEST(NvidiaProcesses, LeaveOutWhatIsNoProcess) {
     for (const char* line :
          {"", "2201", "2201, tool", "2201, tool, ", "2201, tool, -1", "tool, 2201, 5", "2201, , 5",

@@ -99,7 +99,10 @@ TEST_F(SystemInfoTest, ProcessesAreSampledOnTheirOwnPagesOnly) {
     kernel.file("/proc/1/stat", "1 (init) S 0 1 1 0 -1 0 0 0 0 0 5 5 0 0 20 0 1 0 1 100 10 0\n");
     SystemInfo info(kernel.root());
     int calls = 0;
-    info.on_slow_update = [&] { ++calls; };
+    info.on_slow_update = [&] {
+        ++calls;
+        EXPECT_EQ(info.top_processes.size(), 1U) << "what is to be shown is there before anyone is told";
+    };
     for (const char* tab : {"cpu", "", "Processes", "myprocesses", "gpu"}) {
         info.active_tab = tab;
         info.updateSlow();
