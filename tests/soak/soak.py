@@ -48,7 +48,7 @@ class Soak:
         self._pace = greatest_factor
         self._started = time.monotonic()
         self.refreshes = 0  # new icons that the program announced
-        self.shown = 0  # new icons that the panel's service passed on to the panel
+        self.shown = 0  # times that the panel's service had the panel load an icon: also for a new title
         self._count(program.item().name, ITEM, "NewIcon", "refreshes")
         self._count(None, None, "ApplicationIconChanged", "shown")
 
@@ -203,7 +203,7 @@ def soak(desktop, arguments):
             table.add(run.measure(holdings))
             print(f"{run.refreshes} refreshes, {table.lines[-1]['minutes']} minutes", flush=True)
         status, output = program.end(), program.output()
-    print(f"{run.refreshes} refreshes, {run.shown} of them passed on to the panel; {tour.openings} openings of the popup "
+    print(f"{run.refreshes} refreshes, {run.shown} icons announced to the panel; {tour.openings} openings of the popup "
           f"and {tour.clicks} clicks in it; ended with {status} and printed {output!r}")
     return judge(table.lines[0], table.lines[-1]) and status == 0 and not output
 
