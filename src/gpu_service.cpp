@@ -60,11 +60,7 @@ void GPUService::addCard(const DrmCard& found) {
 }
 
 /// True when the card's name has changed.
-bool GPUService::updateName(Card& card, Clock::time_point deadline) {
-    // To print a device's name, lspci reads its configuration registers, which wakes it up.
-    const PatientCommand::Arguments question{"lspci", "-s", card.slot};
-    const auto answer =
-        isAsleep(card.power_state) ? lspci_.collect(question) : lspci_.ask(question, deadline);
+bool GPUService::takeName(Card& card, const std::optional<PatientCommand::Answer>& answer) {
     if (!answer) return false;
     card.slot.clear();
     const std::string name = shownName(nameFromLspci(answer->output), card.info.type);
@@ -73,14 +69,23 @@ bool GPUService::updateName(Card& card, Clock::time_point deadline) {
 
 /// True when a card's name has changed.
 bool GPUService::updateCardNames(Clock::time_point deadline) {
+    const auto question = [](const Card& card) {
+        return PatientCommand::Arguments{"lspci", "-s", card.slot};
+    };
     bool changed = false;
-    // The awake ones first: what comes in late for them would be dropped by collecting for a sleeping one.
-    for (const bool asleep : {false, true}) {
-        for (Card& card : cards_) {
-            if (!card.slot.empty() && isAsleep(card.power_state) == asleep)
-                changed |= updateName(card, deadline);
+    // They come last: collecting for one of them drops what came in late for an awake one.
+    std::vector<Card*> sleeping;
+    for (Card& card : cards_) {
+        if (card.slot.empty()) continue;
+        // To print a device's name, lspci reads its configuration registers, which wakes it up.
+        if (isAsleep(card.power_state)) {
+            sleeping.push_back(&card);
+        } else {
+            changed |= takeName(card, lspci_.ask(question(card), deadline));
         }
     }
+    for (Card* const card : sleeping)
+        changed |= takeName(*card, lspci_.collect(question(*card)));
     return changed;
 }
 

@@ -57,7 +57,7 @@ private:
 
     void detectGPUs();
     void addCard(const DrmCard& found);
-    bool updateName(Card& card, Clock::time_point deadline);
+    static bool takeName(Card& card, const std::optional<PatientCommand::Answer>& answer);
     bool updateCardNames(Clock::time_point deadline);
     void updateNames(Clock::time_point deadline);
     void listGPUs();

@@ -14,7 +14,25 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Clock = std::chrono::steady_clock;
 
-using GPUServiceNvidiaTest = GPUMachineTest;
+namespace {
+
+class GPUServiceNvidiaTest : public GPUMachineTest {
+protected:
+    void boardIs(const char* state) {
+        kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", std::string(state) + "\n");
+    }
+
+    /// Samples while the board sleeps, until the last run of nvidia-smi has been reaped.
+    void outliveLastRun(GPUService& service) {
+        for (int tries = 0; hasChildren() && tries < 500; ++tries) {
+            std::this_thread::sleep_for(10ms);
+            expectZeros(service.getAllGPUUsage(false)[0]);
+        }
+        EXPECT_FALSE(hasChildren()) << "it is reaped all the same";
+    }
+};
+
+}  // namespace
 
 TEST_F(GPUServiceNvidiaTest, NvidiaBoardsComeFirstAndShareOneSample) {
     nvidiaSmi("names-two.txt", "utilization-two.txt");
@@ -108,13 +126,13 @@ TEST_F(GPUServiceNvidiaTest, ANvidiaBoardWithABlankNameHasAGeneralOne) {
 TEST_F(GPUServiceNvidiaTest, ANvidiaBoardThatSleepsAtStartIsNamedWhenItWakesUp) {
     machine("gpu-nvidia");
     nvidiaSmi("names-two.txt", "utilization-one.txt");
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspending\n");
+    boardIs("suspending");
     GPUService service(kernel.root());
     EXPECT_THAT(names(service), ElementsAre("NVIDIA GPU", "NVIDIA GPU"));
     expectZeros(service.getAllGPUUsage(true)[0]);
     EXPECT_THAT(programs.runs(), IsEmpty());
 
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    boardIs("active");
     const auto usages = service.getAllGPUUsage(false);
     ASSERT_EQ(usages.size(), 2U);
     EXPECT_EQ(usages[1].model_name, "NVIDIA RTX A2000 12GB");
@@ -124,7 +142,7 @@ TEST_F(GPUServiceNvidiaTest, ANvidiaBoardThatSleepsAtStartIsNamedWhenItWakesUp) 
 
 TEST_F(GPUServiceNvidiaTest, WithoutNvidiaSmiASleepingNvidiaBoardIsNotListed) {
     machine("gpu-nvidia");
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
+    boardIs("suspended");
     EXPECT_THAT(names(GPUService(kernel.root())), ElementsAre("No GPU detected"));
 }
 
@@ -232,13 +250,10 @@ TEST_F(GPUServiceNvidiaTest, FiguresOfASlowProgramDoNotOutliveTheBoardsSleep) {
     expectZeros(service.getAllGPUUsage(false)[0]);
     letGo();
     sampleUntil(service, [](const auto& usages) { return usages[0].utilization == 45; });
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
-    for (int tries = 0; hasChildren() && tries < 500; ++tries) {
-        std::this_thread::sleep_for(10ms);
-        expectZeros(service.getAllGPUUsage(false)[0]);
-    }
+    boardIs("suspended");
+    outliveLastRun(service);
     programs.remove("go");
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    boardIs("active");
     expectZeros(service.getAllGPUUsage(false)[0]);
 }
 
@@ -248,15 +263,11 @@ TEST_F(GPUServiceNvidiaTest, AnAnswerThatComesWhileTheBoardSleepsIsNotShownLater
     GPUService service(kernel.root(), kShort);
     hangingNvidiaSmi();
     expectZeros(service.getAllGPUUsage(false)[0]);
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "suspended\n");
+    boardIs("suspended");
     letGo();
-    for (int tries = 0; hasChildren() && tries < 500; ++tries) {
-        std::this_thread::sleep_for(10ms);
-        expectZeros(service.getAllGPUUsage(false)[0]);
-    }
-    EXPECT_FALSE(hasChildren()) << "it is reaped all the same";
+    outliveLastRun(service);
     programs.remove("nvidia-smi");
-    kernel.file("/sys/bus/pci/devices/0000:01:00.0/power/runtime_status", "active\n");
+    boardIs("active");
     expectZeros(service.getAllGPUUsage(false)[0]);
 }
 
