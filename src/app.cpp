@@ -73,6 +73,7 @@ App::App(const std::string& root) : settings_(std::make_unique<Settings>()) {
 App::~App() {
     system_info_->stop();
     if (queued_theme_ != 0) g_source_remove(queued_theme_);
+    if (queued_watch_ != 0) g_source_remove(queued_watch_);
     system_info_->on_fast_update = nullptr;
     system_info_->on_slow_update = nullptr;
     settings_->on_change = nullptr;
@@ -110,9 +111,9 @@ void App::buildMenu() {
     g_signal_connect(appendMenuItem(L10n::tr("tab.settings")), "activate", G_CALLBACK(onShowSettings), this);
     appendSeparator();
     g_signal_connect(appendMenuItem(L10n::tr("quit")), "activate", G_CALLBACK(onQuit), this);
-    g_signal_connect(menu_, "show", G_CALLBACK(onMenuShown), this);
     gtk_widget_show_all(menu_);
     app_indicator_set_menu(indicator_, GTK_MENU(menu_));
+    queueMenuWatch();
     app_indicator_set_secondary_activate_target(indicator_, cpu);  // what a middle click chooses
 }
 
@@ -133,6 +134,20 @@ GtkWidget* App::appendTabItem(const std::string& text, guint8 tab) {
 
 void App::appendSeparator() {
     gtk_menu_shell_append(GTK_MENU_SHELL(menu_), gtk_separator_menu_item_new());
+}
+
+/// The library shows and hides the menu once when the program is first idle, for programs that fill theirs
+/// only then. On a busy machine an entry may have been chosen before, whose page would close at once. The
+/// library queued its doing when it got the menu, so that ours comes after it.
+void App::queueMenuWatch() {
+    queued_watch_ = g_idle_add(
+        [](gpointer self) -> gboolean {
+            auto* const app = static_cast<App*>(self);
+            app->queued_watch_ = 0;
+            g_signal_connect(app->menu_, "show", G_CALLBACK(onMenuShown), app);
+            return G_SOURCE_REMOVE;
+        },
+        this);
 }
 
 bool App::resolveDark() const {

@@ -53,6 +53,8 @@ private:
     GtkWidget* appendMenuItem(const std::string& text);
     GtkWidget* appendTabItem(const std::string& text, guint8 tab);
     void appendSeparator();
+    /// Lets the menu hide the popup as soon as the indicator's library has done with it.
+    void queueMenuWatch();
     std::string imagePath(const std::string& name) const;
     /// For the end of a time in which files could not be written: fonts and icons may not have been opened
     /// meanwhile, nor the desktop been asked.
@@ -85,6 +87,7 @@ private:
     bool dark_ = false;
     guint portal_sub_ = 0;    ///< D-Bus subscription, 0 = none
     guint queued_theme_ = 0;  ///< source id
+    guint queued_watch_ = 0;  ///< source id
     PanelImage panel_image_;
     PngWriter png_writer_;
     std::optional<PanelMetrics> panel_metrics_;  ///< looked up at the first drawing, then kept
