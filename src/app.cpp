@@ -8,6 +8,7 @@
 
 #include "desktop_look.h"
 #include "image_directory.h"
+#include "indicator_start.h"
 #include "l10n.h"
 #include "panel_label.h"
 #include "popup_placement.h"
@@ -92,7 +93,7 @@ void App::run() {
 }
 
 void App::setupIndicator() {
-    indicator_ = app_indicator_new("korva-lune", "korvalune", APP_INDICATOR_CATEGORY_SYSTEM_SERVICES);
+    indicator_ = newIndicator(bus_watch_.connection(), "korva-lune", "korvalune");
     app_indicator_set_status(indicator_, APP_INDICATOR_STATUS_ACTIVE);
     app_indicator_set_label(indicator_, "", "");
     app_indicator_set_title(indicator_, kName);

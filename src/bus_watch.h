@@ -19,6 +19,9 @@ public:
     BusWatch(const BusWatch&) = delete;
     BusWatch& operator=(const BusWatch&) = delete;
 
+    /// The connection found at the start; null when there was none.
+    GDBusConnection* connection() const { return connection_; }
+
     /// Whether there was a connection and it has ended.
     bool lost() const { return lost_; }
 

@@ -10,6 +10,7 @@ from popup_test_case import Popup, PopupTestCase
 from watched import Watched
 
 ASK_SECONDS = 3  # between two looks for a bus
+PATIENCE_SECONDS = 5  # for which the panel is not heard at the start while the bus is missing
 
 
 class SessionBus(PopupTestCase):
@@ -76,6 +77,35 @@ class LateBus(DesktopTestCase):
         self.addCleanup(lambda: os.kill(int(LOCK_FILE.read_text()), signal.SIGTERM))
         self.desktop.start_panel()
         wait_until(self.desktop.strip_shows, START_SECONDS, "the strip in the panel", interval=0.25)
+
+
+class BusyStart(DesktopTestCase):
+    """For tests of what happens then: the libraries ask for the bus in threads, which a busy machine may run when all else is known."""
+
+    def start_with_bus_after(self, milliseconds):
+        sanitizer = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"]))
+        return self.start({"LD_PRELOAD": os.environ["LATE_BUS_LIBRARY"], "LATE_BUS": str(milliseconds),
+                           "ASAN_OPTIONS": sanitizer})
+
+
+class SlowStart(BusyStart):
+    def test_the_host_is_not_missed(self):
+        program = self.start_with_bus_after(500)
+        program.wait_for_strip()
+        self.assertEqual(program.item().image(), program.newest_image())
+
+
+class EndlessStart(BusyStart):
+    expected_output = (r"GLib-GIO-CRITICAL .*g_dbus_proxy_new: assertion 'G_IS_DBUS_CONNECTION",)
+
+    def test_nothing_is_held_up_for_ever(self):
+        program = self.start_with_bus_after(1000 * (PATIENCE_SECONDS + 1))
+        program.next_image()
+        program.wait_for(lambda: "CRITICAL" in program.output(), "a host that was missed")
+        time.sleep(1)
+        self.assertEqual(self.desktop.items(), [])
+        self.desktop.restart_panel(with_watcher=True)
+        program.wait_for_strip()
 
 
 class Logout(DesktopTestCase):
