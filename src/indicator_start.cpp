@@ -75,11 +75,12 @@ void onReferences(gpointer data, GObject* indicator, gboolean ours_is_the_last) 
 AppIndicator* newIndicator(GDBusConnection* bus, const char* id, const char* icon) {
     AppIndicator* const indicator = app_indicator_new(id, icon, APP_INDICATOR_CATEGORY_SYSTEM_SERVICES);
     if (bus == nullptr) return indicator;
-    auto* const start = new Start{.bus = static_cast<GDBusConnection*>(g_object_ref(bus))};
+    auto start = std::make_unique<Start>();
+    start->bus = static_cast<GDBusConnection*>(g_object_ref(bus));
     start->filter =
         g_dbus_connection_add_filter(bus, onMessage, new std::shared_ptr<Gate>(start->gate),
                                      [](gpointer gate) { delete static_cast<std::shared_ptr<Gate>*>(gate); });
-    g_object_add_toggle_ref(G_OBJECT(indicator), onReferences, start);
+    g_object_add_toggle_ref(G_OBJECT(indicator), onReferences, start.release());
     g_object_unref(indicator);
     return indicator;
 }

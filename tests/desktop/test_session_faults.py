@@ -80,7 +80,7 @@ class LateBus(DesktopTestCase):
 
 
 class BusyStart(DesktopTestCase):
-    """For tests of what happens then: the libraries ask for the bus in threads, which a busy machine may run when all else is known."""
+    """What it does to the libraries: they ask for the bus in threads, which may run when all else is known."""
 
     def start_with_bus_after(self, milliseconds):
         sanitizer = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"]))
