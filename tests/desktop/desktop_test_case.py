@@ -135,7 +135,10 @@ class DesktopTestCase(unittest.TestCase):
         if settings is not None:
             self.settings_file.parent.mkdir(exist_ok=True)
             content = settings if isinstance(settings, bytes) else settings.encode()
-            self.settings_file.write_bytes(content)
+            # Another program that a test has started may just be reading it.
+            scratch = self.settings_file.with_suffix(".new")
+            scratch.write_bytes(content)
+            scratch.replace(self.settings_file)
         command = binary_on(machine) if machine else [binary()]
         return self.start_command([*launcher, *command], environment)
 

@@ -5,6 +5,7 @@ import threading
 import time
 import unittest
 
+from desktop_test_case import DesktopError
 from failing_kernel import FailingKernel
 from popup_test_case import PopupTestCase
 from settings_test_case import SettingsCase
@@ -38,7 +39,27 @@ class KernelFaultCase(PopupTestCase):
 
 class KernelFaultPages(KernelFaultCase, ProcessPageCase):
     def wait_labels(self, popup, condition, what, seconds=15):
-        return popup.program.wait_for(lambda: condition(popup.labels()), what, seconds, interval=0.3)
+        """The first true answer of the condition about the page's labels."""
+        seen = []
+
+        def fulfilled():
+            seen[:] = popup.labels()
+            return condition(list(seen))
+
+        try:
+            return popup.program.wait_for(fulfilled, what, seconds, interval=0.3)
+        except DesktopError as error:
+            raise AssertionError(f"{error}: {seen}") from error
+
+    def wait_steady_labels(self, popup, wanted, what):
+        """The page's labels with those wanted, once two looks found the same: one alone may fall into a change."""
+        looks = [[]]
+
+        def steady(labels):
+            looks.append(labels)
+            return wanted <= set(labels) and labels == looks[-2] and labels
+
+        return self.wait_labels(popup, steady, what)
 
     # ---- the CPU page ----
 
@@ -78,8 +99,7 @@ class KernelFaultPages(KernelFaultCase, ProcessPageCase):
     def test_card_and_its_clients_go_and_come(self):
         self.machine(gpus=2)
         popup = self.open_failing("GPU")
-        usual = self.wait_labels(popup, lambda labels: {"71%", "34%", "render", "2600M"} <= set(labels) and labels,
-                                 "both cards")
+        usual = self.wait_steady_labels(popup, {"71%", "34%", "render", "2600M"}, "both cards")
         self.kernel.put("open ENODEV /sys/class/drm/card0/*", "list ENODEV /sys/class/drm*")
         self.wait_labels(popup, lambda labels: "0%" in labels and "34%" in labels and "71%" not in labels,
                          "the other card alone")
