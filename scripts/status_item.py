@@ -34,6 +34,13 @@ class StatusItem:
         return [(number, "-" if about.get("type") == "separator" else about.get("label", ""))
                 for number, about, _ in entries]
 
+    def has_menu(self):
+        """Whether its menu can be used; it comes after the item."""
+        try:
+            return bool(self.menu())
+        except GLib.Error:
+            return False
+
     def open_menu(self):
         """What a panel says before it shows the menu."""
         self._menu_call("AboutToShow", GLib.Variant("(i)", (0,)))

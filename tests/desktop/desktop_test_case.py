@@ -78,8 +78,12 @@ class Program:
         return answer
 
     def item(self):
-        """The program's status item, waited for."""
-        return self.wait_for(lambda: self.desktop.items(), "the status item")[0]
+        """The program's status item with its menu, waited for."""
+        def first_complete():
+            items = self.desktop.items()
+            return items and items[0].has_menu() and items[0]
+
+        return self.wait_for(first_complete, "the status item")
 
     def newest_image(self, directory=None):
         """The panel image written last, waited for: file and time of writing (ns)."""
