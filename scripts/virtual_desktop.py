@@ -72,10 +72,22 @@ class VirtualDesktop(PrivateSession):
             self._start_watcher()
         if self._panel_process:
             return
-        self._panel_process = self._service(["xfce4-panel", "--disable-wm-check"])
-        if self.window_manager != "none":
-            wait_until(lambda: self.work_area()[3] == self.size[1] - PANEL_HEIGHT, 20, "the panel")
+        self._run_panel()
         wait_until(lambda: self.owner_of(WATCHER), 20, "whoever takes items")
+
+    def _run_panel(self):
+        # On a busy machine panel and window manager, both just started, may miss each other.
+        for last in (False, True):
+            self._panel_process = self._service(["xfce4-panel", "--disable-wm-check"])
+            if self.window_manager == "none":
+                return
+            try:
+                wait_until(lambda: self.work_area()[3] == self.size[1] - PANEL_HEIGHT, 20, "the panel")
+                return
+            except DesktopError as error:
+                if last:
+                    raise DesktopError(f"{error}: {self.log()}") from error
+                self._panel_process = self._kill(self._panel_process)
 
     def stop_panel(self, with_watcher=True):
         """Kills the panel as a crash would, and the service behind it as well if wanted."""
