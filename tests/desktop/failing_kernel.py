@@ -5,6 +5,8 @@ import os
 import sys
 from pathlib import Path
 
+from preload import preloaded  # one of the scripts
+
 
 class FailingKernel:
     """Faults for one program. Paths are the kernel's own; `root` is where its files lie."""
@@ -19,10 +21,7 @@ class FailingKernel:
         library = os.environ.get("FAILING_KERNEL_LIBRARY")
         if not library:
             sys.exit("FAILING_KERNEL_LIBRARY must name the library that lets files fail")
-        # A sanitized program wants to be the first one loaded, and is told that it need not.
-        sanitizer = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"]))
-        return {"LD_PRELOAD": str(Path(library).resolve()), "FAILING_KERNEL": str(self._file),
-                "ASAN_OPTIONS": sanitizer}
+        return {**preloaded(library), "FAILING_KERNEL": str(self._file)}
 
     def put(self, *faults):
         """Puts faults in force instead of those before, such as "open EIO /proc/stat"; errors go by name."""

@@ -143,7 +143,6 @@ class PopupTestCase(DesktopTestCase):
         if self.program:
             self.program.end()
         self.program = program = self.start(**start)
-        program.item()
         program.wait_for(lambda: self.menu_texts(program)[-1:] == ["Quit"], "the menu")
         return program
 

@@ -9,6 +9,8 @@ from desktop_test_case import END_SECONDS, LOCK_FILE, START_SECONDS, DesktopTest
 from popup_test_case import Popup, PopupTestCase
 from watched import Watched
 
+from preload import preloaded  # one of the scripts
+
 ASK_SECONDS = 3  # between two looks for a bus
 PATIENCE_SECONDS = 5  # for which the panel is not heard at the start while the bus is missing
 
@@ -83,9 +85,7 @@ class BusyStart(DesktopTestCase):
     """What it does to the libraries: they ask for the bus in threads, which may run when all else is known."""
 
     def start_with_bus_after(self, milliseconds):
-        sanitizer = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"]))
-        return self.start({"LD_PRELOAD": os.environ["LATE_BUS_LIBRARY"], "LATE_BUS": str(milliseconds),
-                           "ASAN_OPTIONS": sanitizer})
+        return self.start({**preloaded(os.environ["LATE_BUS_LIBRARY"]), "LATE_BUS": str(milliseconds)})
 
 
 class SlowStart(BusyStart):
